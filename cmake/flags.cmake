@@ -1,0 +1,13 @@
+# Compiler and linker flags of every target.
+add_compile_options(-Wall -Wextra -Wpedantic -Wconversion -Wshadow)
+if(TAVRO_WARNINGS_ARE_ERRORS)
+  add_compile_options(-Werror)
+endif()
+if(TAVRO_SANITIZE)
+  add_compile_options(-fsanitize=${TAVRO_SANITIZE} -fno-omit-frame-pointer -fno-sanitize-recover=all)
+  add_link_options(-fsanitize=${TAVRO_SANITIZE})
+endif()
+# Clang with a sanitizer leaves its runtime's symbols open in shared libraries.
+if(NOT (TAVRO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
+  add_link_options(-Wl,--no-undefined)
+endif()

@@ -1,0 +1,42 @@
+# The kinds of target there are. Include lines start at the root of the tree.
+
+# tavro_library(NAME SOURCES... [DEPENDS targets...] [KIND SHARED|STATIC])
+function(tavro_library name)
+  cmake_parse_arguments(arg "" "KIND" "SOURCES;DEPENDS" ${ARGN})
+  if(NOT arg_KIND)
+    set(arg_KIND SHARED)
+  endif()
+  add_library(${name} ${arg_KIND} ${arg_SOURCES})
+  target_include_directories(${name} PUBLIC ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PUBLIC ${arg_DEPENDS} Threads::Threads)
+endfunction()
+
+# A loadable module: an object library ${name}_objects for its tests, and lib${name}.so, which exports
+# its entry point alone, so that unloading really takes it out of the process.
+# tavro_module(NAME SOURCES... [DEPENDS targets...])
+function(tavro_module name)
+  cmake_parse_arguments(arg "" "" "SOURCES;DEPENDS" ${ARGN})
+  set(entry_point ${PROJECT_SOURCE_DIR}/cmake/module.map)
+  add_library(${name}_objects OBJECT ${arg_SOURCES})
+  target_include_directories(${name}_objects PUBLIC ${PROJECT_SOURCE_DIR})
+  target_compile_options(${name}_objects PRIVATE -fvisibility=hidden -fvisibility-inlines-hidden)
+  target_link_libraries(${name}_objects PUBLIC ${arg_DEPENDS} Threads::Threads)
+  add_library(${name} MODULE)
+  target_link_libraries(${name} PRIVATE ${name}_objects)
+  target_link_options(${name} PRIVATE -Wl,--version-script=${entry_point})
+  set_target_properties(${name} PROPERTIES
+    LIBRARY_OUTPUT_DIRECTORY ${TAVRO_MODULE_DIRECTORY}
+    LINK_DEPENDS ${entry_point})
+endfunction()
+
+# One test program, one ctest case of the same name.
+# tavro_test(NAME SOURCES... [DEPENDS targets...])
+find_package(GTest REQUIRED)
+function(tavro_test name)
+  cmake_parse_arguments(arg "" "" "SOURCES;DEPENDS" ${ARGN})
+  add_executable(${name} ${arg_SOURCES})
+  target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
+  target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock_main Threads::Threads)
+  add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+endfunction()

@@ -1,0 +1,122 @@
+// Bodies of future.h's templates; include that one.
+#pragma once
+
+#include "framework/xo/future.h"
+
+namespace xo {
+namespace detail {
+
+template <class T>
+struct Unwrap<Future<T>> {
+  using type = T;
+  static constexpr bool isFuture = true;
+};
+
+/// Answers `promise` with what `produce` returns or throws.
+template <class R, class F>
+void answerWith(const Promise<R>& promise, F&& produce) {
+  try {
+    if constexpr (std::is_void_v<R>) {
+      produce();
+      promise.setValue();
+    } else {
+      promise.setValue(produce());
+    }
+  } catch (const CancelledError&) {
+    promise.setCancelled();
+  } catch (...) {
+    promise.setError(copyCurrentException());
+  }
+}
+
+/// Hands the outcome of a finished future on.
+template <class T>
+void forwardOutcome(const Future<T>& from, const Promise<T>& to) {
+  switch (from.state()) {
+    case FutureState::kValue:
+      if constexpr (std::is_void_v<T>) {
+        to.setValue();
+      } else {
+        to.setValue(from.value());
+      }
+      return;
+    case FutureState::kError:
+      to.setError(from.error());
+      return;
+    case FutureState::kCancelled:
+      to.setCancelled();
+      return;
+    case FutureState::kRunning:
+      return;
+  }
+}
+
+/// Asks `target` to cancel when `promise` is asked to, without keeping either alive.
+template <class T, class R>
+void passCancelOn(const Promise<R>& promise, const Future<T>& target) {
+  promise.onCancel([weak = std::weak_ptr<TypedState<T>>(target.sharedState())] {
+    if (auto state = weak.lock()) state->requestCancel();
+  });
+}
+
+}  // namespace detail
+
+template <class T>
+Future<T>::Future() : fState(detail::makeState<T>()) {
+  fState->finishError(std::make_exception_ptr(std::runtime_error("This future holds nothing")));
+}
+
+template <class T>
+void Future<T>::onFinished(std::function<void(const Future<T>&)> callback, Run run) const {
+  fState->onFinished([self = *this, callback = std::move(callback), run] {
+    if (run == Run::kInline) {
+      callback(self);
+    } else {
+      detail::postToEventLoop([self, callback] { callback(self); });
+    }
+  });
+}
+
+template <class T>
+template <class F>
+auto Future<T>::andThen(F next, Run run) const {
+  using Made = typename std::conditional_t<std::is_void_v<T>, std::invoke_result<F>,
+                                           std::invoke_result<F, const T&>>::type;
+  using R = typename detail::Unwrap<Made>::type;
+  Promise<R> promise;
+  detail::passCancelOn(promise, *this);
+  onFinished(
+      [promise, next = std::move(next)](const Future<T>& finished) mutable {
+        if (finished.hasError()) {
+          promise.setError(finished.error());
+          return;
+        }
+        if (finished.isCancelled() || promise.isCancelRequested()) {
+          promise.setCancelled();
+          return;
+        }
+        auto call = [&]() -> Made {
+          if constexpr (std::is_void_v<T>) {
+            return next();
+          } else {
+            return next(finished.value());
+          }
+        };
+        if constexpr (detail::Unwrap<Made>::isFuture) {
+          try {
+            Made inner = call();
+            detail::passCancelOn(promise, inner);
+            inner.onFinished(
+                [promise](const Made& done) { detail::forwardOutcome(done, promise); });
+          } catch (...) {
+            promise.setError(copyCurrentException());
+          }
+        } else {
+          detail::answerWith(promise, call);
+        }
+      },
+      run);
+  return promise.future();
+}
+
+}  // namespace xo
