@@ -1,0 +1,1 @@
+#include "framework/value/hb_value.h"

@@ -1,0 +1,1 @@
+#include "framework/xo/event_loop.h"
