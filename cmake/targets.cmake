@@ -27,9 +27,11 @@ function(tavro_module name)
   set_target_properties(${name} PROPERTIES
     LIBRARY_OUTPUT_DIRECTORY ${TAVRO_MODULE_DIRECTORY}
     LINK_DEPENDS ${entry_point})
+  set_property(GLOBAL APPEND PROPERTY TAVRO_MODULES ${name})
 endfunction()
 
-# One test program, one ctest case of the same name.
+# One test program, one ctest case of the same name, labelled with its top folder. Those below the
+# remote layer carry the label tsan: the thread sanitizer knows every instruction that they run.
 # tavro_test(NAME SOURCES... [DEPENDS targets...])
 find_package(GTest REQUIRED)
 function(tavro_test name)
@@ -38,5 +40,13 @@ function(tavro_test name)
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock_main Threads::Threads)
   add_test(NAME ${name} COMMAND ${name} WORKING_DIRECTORY ${PROJECT_SOURCE_DIR})
-  set_tests_properties(${name} PROPERTIES TIMEOUT 300)
+  cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
+    OUTPUT_VARIABLE folder)
+  string(REGEX REPLACE "/.*" "" labels "${folder}")
+  if(labels MATCHES "^(framework|hardware|services|access)$")
+    list(APPEND labels tsan)
+    set_property(GLOBAL APPEND PROPERTY TAVRO_TSAN_TESTS ${name})
+  endif()
+  set_property(GLOBAL APPEND PROPERTY TAVRO_TESTS ${name})
+  set_tests_properties(${name} PROPERTIES TIMEOUT 300 LABELS "${labels}")
 endfunction()

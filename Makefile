@@ -1,0 +1,61 @@
+# What people type. The build itself is CMake's: see CMakePresets.json.
+SHELL := /bin/bash
+MODEL ?= models/vanto.xml
+ARGS ?=
+# One compiler a processor, and no more than fit into memory at a gigabyte each.
+JOBS ?= $(shell awk -v cpus="$$(nproc)" '/^MemAvailable/ { fit = int($$2 / 1048576); \
+  if (fit < 1) fit = 1; print (fit < cpus) ? fit : cpus }' /proc/meminfo)
+CMAKE_ARGS ?=
+SANITIZED_TESTS ?=
+
+.PHONY: help run build test test-asan test-tsan bench format clean deps test-deps
+.DEFAULT_GOAL := help
+
+help:
+	@echo "make run       build what is missing and start the robot here; Ctrl-C stops it"
+	@echo "               make run MODEL=models/lirae.xml ARGS='--listen 127.0.0.1:0'"
+	@echo "make build     the same without starting: build/bin, build/lib/tavro"
+	@echo "make test      build everything and run every test"
+	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
+	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
+	@echo "make bench     the speed tables"
+	@echo "make format    clang-format every source file in place"
+	@echo "make clean     remove every build folder"
+
+deps:
+	@tools/install-deps run
+
+test-deps:
+	@tools/install-deps test
+
+# Configures once; from then on Ninja notices by itself when CMake files change.
+build/build.ninja build-asan/build.ninja build-tsan/build.ninja: | deps
+	@cmake --preset $(if $(findstring -,$(@D)),$(subst build-,,$(@D)),release) $(CMAKE_ARGS)
+
+build: deps build/build.ninja
+	@cmake --build build -j $(JOBS) --target robot
+
+run: build
+	@exec build/bin/tavro --model $(MODEL) $(ARGS)
+
+test: test-deps build/build.ninja
+	@cmake --build build -j $(JOBS)
+	@ctest --test-dir build --output-on-failure -j $(JOBS)
+
+test-asan: test-deps build-asan/build.ninja
+	@cmake --build build-asan -j $(JOBS) --target tests_all
+	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE source
+
+test-tsan: test-deps build-tsan/build.ninja
+	@cmake --build build-tsan -j $(JOBS) --target tests_tsan
+	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan
+
+bench: deps build/build.ninja
+	@cmake --build build -j $(JOBS) --target benchmarks
+	@bench/run build
+
+format: test-deps
+	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i
+
+clean:
+	rm -rf build build-*/
