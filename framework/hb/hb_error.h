@@ -11,6 +11,7 @@ class HBError final : public xo::Error {
  public:
   using xo::Error::Error;
   ~HBError() override;
+  std::string_view kind() const noexcept override;
 };
 
 }  // namespace HB

@@ -82,6 +82,7 @@ class HBModuleCore {
 
  private:
   friend class HBModule;
+  xo::MethodDoc& openDoc();
   xo::MethodDoc takeDoc();
   void bind(xo::Method method);
 

@@ -18,6 +18,11 @@ namespace xo {
 /// every CallScope that names it. Thread-safe.
 class Ending {
  public:
+  Ending() = default;
+  ~Ending();  // raises
+  Ending(const Ending&) = delete;
+  Ending& operator=(const Ending&) = delete;
+
   /// Runs the callbacks on this thread. Raising again does nothing.
   void raise();
   bool isRaised() const noexcept { return fRaised.load(std::memory_order_acquire); }

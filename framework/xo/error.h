@@ -13,6 +13,8 @@ class Error : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
   ~Error() override;
+  /// The kind that is told to other processes, see `kindOf`.
+  virtual std::string_view kind() const noexcept;
 };
 
 /// A wait ended by its time-out.
@@ -20,6 +22,7 @@ class TimeoutError final : public Error {
  public:
   using Error::Error;
   ~TimeoutError() override;
+  std::string_view kind() const noexcept override;
 };
 
 /// The value of a cancelled future was asked for.
@@ -27,6 +30,7 @@ class CancelledError final : public Error {
  public:
   using Error::Error;
   ~CancelledError() override;
+  std::string_view kind() const noexcept override;
 };
 
 /// The exception being handled, as one that carries no code of a module: the framework's own types
@@ -42,7 +46,7 @@ std::string textOf(const std::exception_ptr& error);
 /// fits.
 std::string_view kindOf(const std::exception_ptr& error) noexcept;
 
-/// The exception that `kindOf` and `textOf` told about.
+/// The exception that `kindOf` and `textOf` told about; a `std::runtime_error` for an unknown kind.
 std::exception_ptr makeException(std::string_view kind, const std::string& text);
 
 }  // namespace xo

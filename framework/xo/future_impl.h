@@ -12,6 +12,12 @@ struct Unwrap<Future<T>> {
   static constexpr bool isFuture = true;
 };
 
+/// What a continuation makes of a T.
+template <class F, class T>
+struct MadeOf : std::invoke_result<F, const T&> {};
+template <class F>
+struct MadeOf<F, void> : std::invoke_result<F> {};
+
 /// Answers `promise` with what `produce` returns or throws.
 template <class R, class F>
 void answerWith(const Promise<R>& promise, F&& produce) {
@@ -80,8 +86,7 @@ void Future<T>::onFinished(std::function<void(const Future<T>&)> callback, Run r
 template <class T>
 template <class F>
 auto Future<T>::andThen(F next, Run run) const {
-  using Made = typename std::conditional_t<std::is_void_v<T>, std::invoke_result<F>,
-                                           std::invoke_result<F, const T&>>::type;
+  using Made = typename detail::MadeOf<F, T>::type;
   using R = typename detail::Unwrap<Made>::type;
   Promise<R> promise;
   detail::passCancelOn(promise, *this);

@@ -59,13 +59,20 @@ struct CallResult {
   std::optional<Future<HB::HBValue>> future;
 };
 
-/// The same future, its value as an HBValue (invalid for void). Made in this library.
+/// The same future, its value as an HBValue (invalid for void). For the types that may leave a
+/// module its code is this library's.
 Future<HB::HBValue> toValueFuture(const Future<void>& future);
+Future<HB::HBValue> toValueFuture(const Future<HB::HBValue>& future);
 template <class T>
 Future<HB::HBValue> toValueFuture(const Future<T>& future) {
   return future.andThen([](const T& value) { return detail::Conversion<T>::to(value); },
                         Run::kInline);
 }
+
+extern template Future<HB::HBValue> toValueFuture(const Future<bool>&);
+extern template Future<HB::HBValue> toValueFuture(const Future<int>&);
+extern template Future<HB::HBValue> toValueFuture(const Future<float>&);
+extern template Future<HB::HBValue> toValueFuture(const Future<std::string>&);
 
 /// A method ready to be called. Holds the publisher's code: lives and dies with its table.
 struct Method {

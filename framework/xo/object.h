@@ -17,6 +17,8 @@ namespace xo {
 
 namespace detail {
 class ObjectCore;
+/// One that stands for no service yet.
+std::shared_ptr<ObjectCore> makeObjectCore();
 /// The direct road: true when a method of these C++ types was found and called.
 bool callDirect(ObjectCore* core, std::string_view name, std::uint64_t argsId,
                 std::uint64_t resultId, bool wantsResult, const void* const* args, void* result);
@@ -103,17 +105,21 @@ class Object {
 /// Collects a service's methods and description before it is published.
 class ObjectBuilder {
  public:
+  /// `name` is how errors speak of the object; a session fills it in when it is empty.
+  explicit ObjectBuilder(std::string name = {}) : fName(std::move(name)) {}
+
+  void setName(std::string name) { fName = std::move(name); }
+  const std::string& name() const { return fName; }
   void setDescription(std::string description) { fDescription = std::move(description); }
   void add(Method method) { fMethods.push_back(std::move(method)); }
 
   const std::string& description() const { return fDescription; }
   const std::vector<Method>& methods() const { return fMethods; }
-  /// Takes everything out.
-  std::pair<std::string, std::vector<Method>> take() {
-    return {std::exchange(fDescription, {}), std::exchange(fMethods, {})};
-  }
+  /// Takes the methods out.
+  std::vector<Method> takeMethods() { return std::exchange(fMethods, {}); }
 
  private:
+  std::string fName;
   std::string fDescription;
   std::vector<Method> fMethods;
 };
@@ -133,10 +139,17 @@ class [[nodiscard]] ObjectOwner {
   ObjectOwner& operator=(const ObjectOwner&) = delete;
 
   Object object() const { return Object(fCore); }
+  /// Not from inside a call of the object.
   void close();
 
  private:
   std::shared_ptr<detail::ObjectCore> fCore;
+  Ending* const fEnding;
 };
+
+namespace detail {
+extern template class TypedState<Object>;
+extern template std::shared_ptr<TypedState<Object>> makeState<Object>();
+}  // namespace detail
 
 }  // namespace xo

@@ -35,6 +35,9 @@ class Session {
   /// Names, ascending.
   std::vector<std::string> services() const;
 
+  /// The service's object if it is there now, else an empty handle. Does not wait.
+  Object find(const std::string& name) const;
+
   /// Finished as soon as a service of that name is registered; its destruction waits for that.
   /// Cancelling ends it.
   FutureSync<void> waitForService(const std::string& name);
@@ -63,6 +66,7 @@ class Session::Registration {
   Registration(std::shared_ptr<State> state, std::string name);
   std::shared_ptr<State> fState;
   std::string fName;
+  std::shared_ptr<detail::ObjectCore> fCore;
   std::unique_ptr<ObjectOwner> fOwner;
   bool fClosed = false;
 };

@@ -1,0 +1,3 @@
+#include "framework/hb/hb_broker.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "framework/hb/hb_module.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "framework/xo/call.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "framework/xo/error.h"
+
+#include <gtest/gtest.h>

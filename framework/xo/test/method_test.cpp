@@ -1,0 +1,3 @@
+#include "framework/xo/method.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "framework/xo/object.h"
+
+#include <gtest/gtest.h>

@@ -1,0 +1,3 @@
+#include "framework/xo/session.h"
+
+#include <gtest/gtest.h>

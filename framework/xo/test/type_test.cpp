@@ -1,0 +1,3 @@
+#include "framework/xo/type.h"
+
+#include <gtest/gtest.h>
