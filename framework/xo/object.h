@@ -48,7 +48,7 @@ class Object {
   /// waited for otherwise unless ignored.
   template <class R = void, class... A>
   R call(std::string_view name, const A&... args) const {
-    return callCanonical<R, detail::CanonicalT<A>...>(name, args...);
+    return callCanonical<R, detail::CanonicalT<A>...>(name, detail::canonical(args)...);
   }
 
   /// The same with HBValue arguments, as remote callers do. Methods with local types are not seen.

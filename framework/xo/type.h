@@ -136,6 +136,18 @@ struct Canonical<double> {
 template <class T>
 using CanonicalT = typename Canonical<std::decay_t<T>>::type;
 
+/// `value` itself when it has that type, else converted.
+template <class T>
+decltype(auto) canonical(const T& value) {
+  if constexpr (std::is_same_v<CanonicalT<T>, T>) {
+    return static_cast<const T&>(value);
+  } else if constexpr (std::is_arithmetic_v<std::decay_t<T>>) {
+    return static_cast<CanonicalT<T>>(value);
+  } else {
+    return CanonicalT<T>(std::string_view(value));
+  }
+}
+
 /// A number that two C++ argument (or result) lists share exactly when their types are equal.
 template <class... T>
 constexpr std::uint64_t typesId() {

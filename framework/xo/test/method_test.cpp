@@ -1,3 +1,65 @@
 #include "framework/xo/method.h"
 
 #include <gtest/gtest.h>
+
+#include <stdexcept>
+
+namespace {
+
+using HB::HBValue;
+
+struct Lamp {
+  float level = 0;
+  void set(const std::string&, float value) { level = value; }
+  float get(const std::string&) const { return level; }
+  xo::Future<void> fade(float) { return xo::makeReadyFuture(); }
+};
+
+TEST(Method, DerivesItsSignatureFromTheOperation) {
+  Lamp lamp;
+  const auto set = xo::makeMethod({"set", "", {}, {}, {}}, &lamp, &Lamp::set);
+  const auto get = xo::makeMethod({"get", "", {}, {}, {}}, &lamp, &Lamp::get);
+  const auto fade = xo::makeMethod({"fade", "", {}, {}, {}}, &lamp, &Lamp::fade);
+  EXPECT_EQ(set.info.signature.text(), "(string, float)");
+  EXPECT_EQ(get.info.signature.text(), "(string) -> float");
+  EXPECT_EQ(fade.info.signature.text(), "(float) -> future<void>");
+  EXPECT_TRUE(fade.info.signature.isRemote());
+}
+
+TEST(Method, IsCalledByReferenceWithoutConversion) {
+  const std::vector<float> numbers{1, 2};
+  const std::vector<float>* seen = nullptr;
+  const auto method = xo::makeMethod<void(const std::vector<float>&)>(
+      {}, [&](const std::vector<float>& given) { seen = &given; });
+  const void* args[] = {&numbers};
+  method.direct(args, nullptr);
+  EXPECT_EQ(seen, &numbers);
+}
+
+TEST(Method, ConvertsArgumentsAndResultOfADynamicCall) {
+  Lamp lamp;
+  const auto set = xo::makeMethod({}, &lamp, &Lamp::set);
+  const std::vector<HBValue> args{"Eye", 1};
+  EXPECT_EQ(set.match(args), 1);
+  EXPECT_FALSE(set.dynamic(args).value.isValid());
+  EXPECT_EQ(lamp.level, 1.0f);
+  const auto get = xo::makeMethod({}, &lamp, &Lamp::get);
+  EXPECT_EQ(get.dynamic(std::vector<HBValue>{"Eye"}).value, HBValue(1.0f));
+}
+
+TEST(Method, HandsAFutureOnAsAFutureOfAValue) {
+  Lamp lamp;
+  const auto fade = xo::makeMethod({}, &lamp, &Lamp::fade);
+  const auto result = fade.dynamic(std::vector<HBValue>{0.5f});
+  ASSERT_TRUE(result.future);
+  EXPECT_FALSE(result.future->value().isValid());
+}
+
+TEST(Method, WithALocalTypeIsNotForRemoteCallers) {
+  const auto method =
+      xo::makeMethod<void(const std::function<void()>&)>({}, [](const std::function<void()>&) {});
+  EXPECT_FALSE(method.info.signature.isRemote());
+  EXPECT_FALSE(method.match);
+}
+
+}  // namespace

@@ -1,3 +1,172 @@
 #include "framework/xo/session.h"
 
 #include <gtest/gtest.h>
+
+#include <thread>
+
+namespace {
+
+using namespace std::chrono_literals;
+
+xo::ObjectBuilder answering(int answer) {
+  xo::ObjectBuilder builder;
+  builder.add(xo::makeMethod<int()>({"answer", "", {}, {}, {}}, [answer] { return answer; }));
+  return builder;
+}
+
+TEST(Session, ListsServicesInOrder) {
+  xo::Session session;
+  const auto b = session.registerService("B", answering(1));
+  const auto a = session.registerService("A", answering(2));
+  EXPECT_EQ(session.services(), (std::vector<std::string>{"A", "B"}));
+  EXPECT_EQ(session.find("A").call<int>("answer"), 2);
+  EXPECT_FALSE(session.find("C"));
+}
+
+TEST(Session, RefusesAnEmptyNameAndATakenOne) {
+  xo::Session session;
+  const auto a = session.registerService("A", answering(1));
+  EXPECT_THROW((void)session.registerService("", answering(2)), std::invalid_argument);
+  EXPECT_THROW((void)session.registerService("A", answering(2)), xo::Error);
+  EXPECT_EQ(session.find("A").call<int>("answer"), 1);
+}
+
+TEST(WaitForService, IsOverWhenTheServiceStands) {
+  xo::Session session;
+  const auto a = session.registerService("A", answering(1));
+  EXPECT_TRUE(session.waitForService("A").future().hasValue());
+}
+
+TEST(WaitForService, EndsWhenTheServiceComes) {
+  xo::Session session;
+  const auto wait = session.waitForService("A");
+  EXPECT_TRUE(wait.future().isRunning());
+  const auto other = session.registerService("B", answering(1));
+  EXPECT_TRUE(wait.future().isRunning());
+  const auto a = session.registerService("A", answering(1));
+  EXPECT_TRUE(wait.wait());
+  EXPECT_TRUE(wait.future().hasValue());
+}
+
+TEST(WaitForService, ItsDestructionWaits) {
+  xo::Session session;
+  std::unique_ptr<xo::Session::Registration> registration;
+  std::thread late([&] { registration = session.registerService("A", answering(1)); });
+  { const auto wait = session.waitForService("A"); }
+  EXPECT_TRUE(session.find("A"));
+  late.join();
+}
+
+TEST(WaitForService, CanBeCancelled) {
+  xo::Session session;
+  const auto wait = session.waitForService("A");
+  wait.cancel();
+  EXPECT_TRUE(wait.future().isCancelled());
+}
+
+TEST(WaitForService, EndsWithItsModule) {
+  xo::Session session;
+  xo::Ending ending;
+  const xo::CallScope scope(&ending);
+  const auto wait = session.waitForService("A");
+  ending.raise();
+  EXPECT_EQ(wait.future().errorText(), "The wait for the service A was given up");
+}
+
+TEST(WaitForService, MadeForAnEndedModuleFailsAtOnce) {
+  xo::Session session;
+  xo::Ending ending;
+  ending.raise();
+  const xo::CallScope scope(&ending);
+  EXPECT_TRUE(session.waitForService("A").future().hasError());
+}
+
+TEST(WaitForService, EndsWithTheSession) {
+  xo::Future<void> wait;
+  {
+    xo::Session session;
+    // The destructor of this future would wait: keep the plain one.
+    auto sync = std::make_unique<xo::FutureSync<void>>(session.waitForService("A"));
+    wait = sync->future();
+    sync->cancel();
+  }
+  EXPECT_TRUE(wait.isFinished());
+}
+
+TEST(WaitForService, TellsTheLoaderThatItsModuleWaits) {
+  xo::Session session;
+  xo::Ending ending;
+  std::thread module([&] {
+    const xo::CallScope scope(&ending);
+    session.waitForService("A").wait();
+  });
+  while (!ending.isWaiting()) std::this_thread::yield();
+  ending.raise();
+  module.join();
+  EXPECT_FALSE(ending.isWaiting());
+}
+
+TEST(Service, ComesWithItsObject) {
+  xo::Session session;
+  auto object = session.service("A");
+  EXPECT_TRUE(object.isRunning());
+  const auto a = session.registerService("A", answering(7));
+  EXPECT_EQ(object.value().call<int>("answer"), 7);
+}
+
+TEST(Service, ThatDoesNotComeInTimeIsATimeout) {
+  xo::ManualClock clock;
+  {
+    xo::Session session;
+    const auto object = session.service("A", "", 60000);
+    clock.advance(59999ms);
+    EXPECT_TRUE(object.isRunning());
+    clock.advance(1ms);
+    EXPECT_THROW((void)object.value(), xo::TimeoutError);
+    EXPECT_EQ(object.errorText(), "The service A did not come within the time allowed");
+  }
+}
+
+TEST(Service, RefusesAnUnknownProtocol) {
+  xo::Session session;
+  EXPECT_EQ(session.service("A", "smoke").errorText(),
+            "Unknown protocol 'smoke'; only '' is known");
+}
+
+TEST(AnnouncedService, WakesWaitersAndDeliversItsObjectLater) {
+  xo::Session session;
+  const auto wait = session.waitForService("A");
+  xo::Promise<xo::Object> promise;
+  const auto a = session.announceService("A", promise.future());
+  EXPECT_TRUE(wait.future().hasValue());
+  const auto object = session.service("A");
+  EXPECT_TRUE(object.isRunning());
+  EXPECT_FALSE(session.find("A"));
+  xo::ObjectOwner owner(answering(3), nullptr);
+  promise.setValue(owner.object());
+  EXPECT_EQ(object.value().call<int>("answer"), 3);
+  EXPECT_EQ(session.find("A").call<int>("answer"), 3);
+}
+
+TEST(Registration, ItsEndMakesHandlesDeadAndItsReturnRevivesThem) {
+  xo::Session session;
+  auto registration = session.registerService("A", answering(1));
+  const auto handle = session.find("A");
+  registration.reset();
+  EXPECT_FALSE(handle.isAlive());
+  EXPECT_TRUE(session.services().empty());
+  EXPECT_FALSE(session.find("A"));
+  registration = session.registerService("A", answering(2));
+  EXPECT_TRUE(handle.isAlive());
+  EXPECT_EQ(handle.call<int>("answer"), 2);
+}
+
+TEST(Session, AThousandWaitersWakeAtOnce) {
+  xo::Session session;
+  std::vector<xo::Future<xo::Object>> waits;
+  for (int i = 0; i < 1000; ++i) waits.push_back(session.service("A", "", 60000));
+  const auto a = session.registerService("A", answering(1));
+  for (const auto& wait : waits) EXPECT_TRUE(wait.hasValue());
+}
+
+}  // namespace
