@@ -6,7 +6,7 @@ ARGS ?=
 JOBS ?= $(shell awk -v cpus="$$(nproc)" '/^MemAvailable/ { fit = int($$2 / 1048576); \
   if (fit < 1) fit = 1; print (fit < cpus) ? fit : cpus }' /proc/meminfo)
 CMAKE_ARGS ?=
-SANITIZED_TESTS ?=
+BENCH_ARGS ?=
 
 .PHONY: help run build test test-asan test-tsan bench format clean deps test-deps
 .DEFAULT_GOAL := help
@@ -42,17 +42,21 @@ test: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS)
 	@ctest --test-dir build --output-on-failure -j $(JOBS)
 
+# A leak, a misuse or a race ends the test that has it.
+test-asan: export ASAN_OPTIONS = detect_leaks=1:strict_string_checks=1
+test-asan: export UBSAN_OPTIONS = print_stacktrace=1
 test-asan: test-deps build-asan/build.ninja
 	@cmake --build build-asan -j $(JOBS) --target tests_all
 	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE source
 
+test-tsan: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
 test-tsan: test-deps build-tsan/build.ninja
 	@cmake --build build-tsan -j $(JOBS) --target tests_tsan
 	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan
 
-bench: deps build/build.ninja
+bench: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks
-	@bench/run build
+	@python3 bench/table.py build/bench $(BENCH_ARGS)
 
 format: test-deps
 	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i
