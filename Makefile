@@ -9,6 +9,7 @@ CMAKE_ARGS ?=
 BENCH_ARGS ?=
 
 .PHONY: help run build test test-asan test-tsan bench format clean deps test-deps
+.NOTPARALLEL:
 .DEFAULT_GOAL := help
 
 help:
