@@ -1,0 +1,136 @@
+// The robot's front door: what every way in (gRPC, web) shares. Knows who asks, refuses what is too
+// much, keeps the running calls and the history of calls, and reaches services and memory.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "access/limits.h"
+#include "framework/hb/hb_memory_proxy.h"
+#include "framework/xo/session.h"
+
+namespace door {
+
+/// Who asks. `name` and `peer` together tell clients apart.
+struct Client {
+  std::string name;       ///< as the client calls itself
+  std::string peer;       ///< "ipv4:127.0.0.1:40112", "unix:"
+  std::string transport;  ///< "grpc", "web"
+  bool operator==(const Client&) const = default;
+};
+
+/// A request that was not carried out. The text is for the client.
+class Refused final : public std::runtime_error {
+ public:
+  enum class Why {
+    kNoSuchService,  ///< or it is gone
+    kTooMuch,        ///< a limit of size: names it and its number
+    kTooMany,        ///< a limit of things at once: names it and its number
+    kMalformed,
+  };
+  Refused(Why why, const std::string& text) : std::runtime_error(text), fWhy(why) {}
+  Why why() const noexcept { return fWhy; }
+
+ private:
+  Why fWhy;
+};
+
+/// What became of a call: a value (invalid for a method without a result), a future of one, or the
+/// error that the method threw.
+struct Outcome {
+  HB::HBValue value;
+  std::optional<xo::Future<HB::HBValue>> future;
+  std::string errorKind;  ///< see `xo::kindOf`; "" unless it failed
+  std::string errorText;  ///< unchanged
+
+  bool hasFailed() const { return !errorKind.empty(); }
+};
+
+/// The outcome that a finished future stands for: its value, or its error, or an error of kind
+/// "cancelled".
+Outcome outcomeOf(const xo::Future<HB::HBValue>& finished);
+
+/// One line of the history.
+struct CallRecord {
+  std::uint64_t id = 0;
+  Client client;
+  std::string service;
+  std::string method;
+  std::chrono::system_clock::time_point when;
+  std::chrono::microseconds duration{0};  ///< until the method returned
+  std::string error;                      ///< the start of its text, "" when it succeeded
+};
+
+/// A call that runs now.
+struct RunningCall {
+  std::uint64_t id = 0;
+  Client client;
+  std::string service;
+  std::string method;
+  std::chrono::steady_clock::time_point since;
+};
+
+/// Thread-safe.
+class Access {
+ public:
+  /// `session` outlives the last call.
+  explicit Access(std::shared_ptr<xo::Session> session, Limits limits = {});
+  ~Access();
+  Access(const Access&) = delete;
+  Access& operator=(const Access&) = delete;
+
+  const Limits& limits() const { return fLimits; }
+
+  /// Names, ascending.
+  std::vector<std::string> services() const { return fSession->services(); }
+  /// The methods that callers from outside can use. Errors: Refused.
+  xo::ObjectInfo describe(const std::string& service) const;
+
+  /// Calls a method on this thread. What it throws is in the outcome. `stop` asks it to stop, from
+  /// any thread; it may be null and outlives the call. Errors: Refused, before anything was called.
+  Outcome call(const Client& client, const std::string& service, const std::string& method,
+               std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr);
+
+  /// Asks the running call to stop; false when there is none of that id.
+  bool cancel(std::uint64_t id);
+  /// Asks every running call of that client, or of all, to stop.
+  void cancelAllOf(const Client& client);
+  void cancelAll();
+
+  std::vector<RunningCall> running() const;
+  /// The last calls, oldest first.
+  std::vector<CallRecord> history() const;
+
+  /// The robot's memory. Errors: Refused while there is none.
+  HB::HBMemoryProxy memory() const;
+
+ private:
+  struct Ticket {
+    const Client* client;
+    const std::string* service;
+    const std::string* method;
+    xo::StopFlag* stop;
+    std::chrono::steady_clock::time_point since;
+  };
+  xo::Object requireService(const std::string& service) const;
+
+  const std::shared_ptr<xo::Session> fSession;
+  const Limits fLimits;
+  mutable std::mutex fMutex;
+  std::vector<std::pair<std::uint64_t, Ticket>> fRunning;
+  std::vector<CallRecord> fHistory;  // a ring
+  std::uint64_t fNextId = 1;
+};
+
+/// Errors: Refused when the arguments exceed a limit.
+void requireWithinLimits(std::span<const HB::HBValue> args, const Limits& limits);
+
+}  // namespace door

@@ -1,0 +1,22 @@
+// What one client may ask for at once: one table, in force for every way in.
+#pragma once
+
+#include <cstddef>
+
+namespace door {
+
+/// Each refusal names the limit and its number.
+struct Limits {
+  std::size_t listElements = 4096;      ///< of one list
+  std::size_t textBytes = 64 * 1024;    ///< of one text or binary
+  std::size_t messageBytes = 1 << 20;   ///< of one request, as it travels
+  std::size_t nestedLists = 32;         ///< lists within lists
+  std::size_t values = 65536;           ///< of one request, elements of lists included
+  std::size_t callsInAll = 64;          ///< running at once
+  std::size_t callsPerClient = 32;      ///< running at once
+  std::size_t futuresPerClient = 4096;  ///< whose end one client waits for at once
+  std::size_t nameBytes = 256;     ///< of a service, a method, a client; patterns and keys: x 4
+  std::size_t connections = 4096;  ///< open at once, idle ones included
+};
+
+}  // namespace door
