@@ -9,7 +9,6 @@
 
 /// Makes the LED service for the robot of `broker`. Returns 0, also when the framework refused it:
 /// the loader tells success by the service that then stands. Every other exception passes through.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,readability-identifier-naming): the loader's name
 HB_MODULE_ENTRY_POINT _createModule(std::shared_ptr<HB::HBBroker> broker) {
   try {
     HB::createModule<HB::HBLeds>(std::move(broker));
