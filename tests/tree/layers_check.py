@@ -47,8 +47,10 @@ def row_of(path, table):
 def used_by(include, root, table):
     """The row or library that an include line names; None for the standard; a fault as ValueError."""
     name = include[1:-1]
+    if name.endswith(".pb.h"):
+        return "remote/proto"  # generated from it
     if include[0] == '"':
-        if not name.endswith(".pb.h") and not os.path.exists(os.path.join(root, name)):
+        if not os.path.exists(os.path.join(root, name)):
             raise ValueError(f"{include} is no path from the root of the tree")
         row = row_of(name, table)
         if row is None:
