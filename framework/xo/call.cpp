@@ -26,7 +26,7 @@ Ending::~Ending() { raise(); }
 void Ending::raise() {
   std::unique_lock lock(fMutex);
   if (fRaised.exchange(true)) return;
-  fWake.notify_all();
+  clock().notifyAll(fWake);
   while (!fCallbacks.empty()) {
     auto callback = std::move(fCallbacks.begin()->second);
     fCallbacks.erase(fCallbacks.begin());
