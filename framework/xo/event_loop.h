@@ -52,12 +52,12 @@ class EventLoop {
   /// `post` after a delay.
   void postAfter(Duration by, std::function<void()> task);
 
-  /// Delays that are pending now.
+  /// Delays and delayed tasks whose time has not come.
   std::size_t pendingDelays() const;
 
  private:
-  struct State;
-  std::unique_ptr<State> fState;
+  class State;
+  std::shared_ptr<State> fState;  // pending delays know it weakly
 };
 
 /// The process's loop: two threads named "EventLoop". Created at first use, never destroyed.

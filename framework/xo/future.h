@@ -2,6 +2,7 @@
 // outlive the module that promised it.
 #pragma once
 
+#include <condition_variable>
 #include <exception>
 #include <functional>
 #include <memory>
@@ -62,6 +63,7 @@ class FutureCore {
 
  private:
   bool finish(FutureState state, const std::function<void()>& store);
+  bool waitUntil(TimePoint deadline) const;
 
   mutable std::mutex fMutex;
   mutable std::condition_variable fWake;

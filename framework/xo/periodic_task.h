@@ -24,7 +24,7 @@ class PeriodicTask {
   PeriodicTask& operator=(const PeriodicTask&) = delete;
 
   void setName(const std::string& name);
-  /// Microseconds, at least 1. Errors: `std::invalid_argument`.
+  /// Microseconds, at least 1; 100,000 until it is set. Errors: `std::invalid_argument`.
   void setUsPeriod(std::int64_t period);
   void setCallback(std::function<void()> callback);
 
