@@ -157,6 +157,7 @@ TEST_F(ModuleTest, UsesItsLoadersEnding) {
     HB::createModule<Lamp>(broker);
   }
   EXPECT_EQ(&module()->ending(), &ending);
+  broker->removeModule("Lamp");  // before its ending goes
 }
 
 TEST_F(ModuleTest, GenericCallsReachTheTable) {
