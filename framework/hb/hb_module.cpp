@@ -48,7 +48,7 @@ void destroy(HBModule* module) {
 }  // namespace
 
 std::shared_ptr<HBModule> startModule(std::unique_ptr<HBModule> made) {
-  const std::shared_ptr<HBModule> module(made.release(), &destroy);
+  std::shared_ptr<HBModule> module(made.release(), &destroy);
   const auto giveUp = [&] {
     module->shutDown();
     const auto& broker = module->getParentBroker();
@@ -63,10 +63,9 @@ std::shared_ptr<HBModule> startModule(std::unique_ptr<HBModule> made) {
   try {
     module->init();
   } catch (const HBError& error) {
-    const HBError copy(error);
     module->exit();
     giveUp();
-    throw HBError(copy);
+    throw HBError(error);
   } catch (...) {
     giveUp();
     throw;
