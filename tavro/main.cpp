@@ -1,0 +1,46 @@
+// The host process: reads the options, wires the robot together, and ends it on a signal.
+#include <unistd.h>
+
+#include <csignal>
+#include <exception>
+#include <iostream>
+
+#include "remote/server/server.h"
+#include "tavro/log_sink.h"
+#include "tavro/options.h"
+#include "tavro/output_tap.h"
+#include "tavro/robot.h"
+#include "tavro/signal_watcher.h"
+
+namespace {
+
+constexpr int kEndedBySignal = 130;
+
+int runRobot(const tavro::Options& options) {
+  const tavro::LogSink log(options.logLevel);
+  tavro::OutputTap output(std::cout);
+  tavro::Robot robot(options, output);
+  const tavro::SignalWatcher signals([&robot](int count) {
+    if (count > 1) _exit(kEndedBySignal);
+    robot.requestStop();
+  });
+  return robot.run(std::cout, std::cerr);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  tavro::SignalWatcher::blockSignals();
+  std::signal(SIGPIPE, SIG_IGN);  // a reader of standard output that leaves does not end the robot
+  try {
+    const auto line = tavro::readCommandLine({argv + 1, argv + argc}, tavro::executableFolder());
+    std::cout << line.output << std::flush;
+    std::cerr << line.error << std::flush;
+    if (!line.options) return line.status;
+    remote::raiseOpenFileLimit();
+    return runRobot(*line.options);
+  } catch (const std::exception& error) {
+    std::cerr << "tavro: " << error.what() << std::endl;
+    return 1;
+  }
+}

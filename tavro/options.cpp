@@ -1,0 +1,81 @@
+#include "tavro/options.h"
+
+#include <CLI/CLI.hpp>
+#include <filesystem>
+
+#include "remote/client/address.h"
+
+namespace tavro {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr auto kUsage = R"(Starts a robot and serves it until Ctrl-C.
+
+Examples:
+  tavro                                    Vanto, on 127.0.0.1:5480
+  tavro --model models/lirae.xml           another robot
+  tavro --listen 127.0.0.1:0               on a free port, printed as "listening grpc=..."
+  tavro --module build/my/libhello.so      with a module of your own, after the robot's
+)";
+
+// The model that stands when none is named: beside an installed program, or in the source tree that
+// the program was built in.
+std::string findDefaultModel(const fs::path& executableFolder) {
+  for (const char* folder : {"../share/tavro/models", "../../models"}) {
+    const fs::path file = (executableFolder / folder / "vanto.xml").lexically_normal();
+    if (fs::exists(file)) return file.string();
+  }
+  return {};
+}
+
+CommandLine wrongUsage(const std::string& text) {
+  return {std::nullopt, "", "tavro: " + text + "\nTry 'tavro --help'.\n", 2};
+}
+
+}  // namespace
+
+CommandLine readCommandLine(const std::vector<std::string>& arguments,
+                            const std::string& executableFolder) {
+  Options options;
+  options.listen = remote::kDefaultTcpAddress;
+  options.socket = remote::defaultUnixPath();
+  options.moduleDirectory =
+      (fs::path(executableFolder) / "../lib/tavro").lexically_normal().string();
+  std::string level = "info";
+
+  CLI::App app(kUsage, "tavro");
+  app.set_version_flag("--version", "tavro " TAVRO_VERSION);
+  app.add_option("--model", options.model, "The robot, described in an XML file");
+  app.add_option("--listen", options.listen, "Where clients reach it: HOST:PORT")
+      ->capture_default_str();
+  const auto* const socket =
+      app.add_option("--socket", options.socket, "A Unix socket for clients on this machine")
+          ->capture_default_str();
+  app.add_option("--module", options.modules, "A module to load after the robot's own");
+  app.add_option("--module-dir", options.moduleDirectory, "Where the robot's own modules lie");
+  app.add_option("--log-level", level, "silent, fatal, error, warning, info, verbose or debug")
+      ->capture_default_str();
+  try {
+    // CLI11 takes the words from the back.
+    app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    options.isSocketOptional = socket->empty();
+    options.logLevel = xo::log::levelFromName(level);
+  } catch (const CLI::CallForHelp&) {
+    return {std::nullopt, app.help(), "", 0};
+  } catch (const CLI::CallForVersion&) {
+    return {std::nullopt, app.version() + "\n", "", 0};
+  } catch (const std::exception& error) {
+    return wrongUsage(error.what());
+  }
+  if (options.model.empty()) options.model = findDefaultModel(executableFolder);
+  if (options.model.empty()) {
+    return wrongUsage("no robot model found beside the program; name one with --model FILE");
+  }
+  return {options, "", "", 0};
+}
+
+std::string executableFolder() { return fs::read_symlink("/proc/self/exe").parent_path().string(); }
+
+}  // namespace tavro

@@ -1,0 +1,38 @@
+// What the command line of the host asks for.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "framework/xo/log.h"
+
+namespace tavro {
+
+struct Options {
+  std::string model;
+  std::string listen;                // HOST:PORT; port 0 picks a free one
+  std::string socket;                // path of a Unix socket to serve as well; "" for none
+  bool isSocketOptional = true;      // whether another robot may keep that path for itself
+  std::string moduleDirectory;       // where the robot's own modules lie
+  std::vector<std::string> modules;  // files of further modules, in order
+  xo::log::Level logLevel = xo::log::Level::kInfo;
+};
+
+/// Either options to run with, or texts to print and a status to end with.
+struct CommandLine {
+  std::optional<Options> options;
+  std::string output;  // for standard output
+  std::string error;   // for standard error
+  int status = 0;
+};
+
+/// Reads the command line. `executableFolder` is where the robot's files are looked for when no
+/// option names them. Errors are told in the result: status 2.
+CommandLine readCommandLine(const std::vector<std::string>& arguments,
+                            const std::string& executableFolder);
+
+/// The folder of the running program.
+std::string executableFolder();
+
+}  // namespace tavro

@@ -1,0 +1,85 @@
+#include "tavro/robot.h"
+
+#include <array>
+#include <filesystem>
+
+#include "tavro/log_sink.h"
+
+namespace tavro {
+
+namespace {
+
+const xo::log::Category kLog{"tavro"};
+
+// In the order in which they start; each may use those before it.
+constexpr std::array kModules{"memory", "robotmodel", "motion", "leds"};
+
+// How long calls that were asked to stop have for it before their modules' sleeps end.
+constexpr std::chrono::milliseconds kStopPatience{300};
+
+remote::Server::Options serverOptionsOf(const Options& options) {
+  return {.listen = options.listen,
+          .unixPath = options.socket,
+          .isUnixPathOptional = options.isSocketOptional,
+          .softwareVersion = TAVRO_VERSION};
+}
+
+}  // namespace
+
+Robot::Robot(Options options, OutputTap& output)
+    : fOptions(std::move(options)),
+      fSession(std::make_shared<xo::Session>()),
+      fBroker(HB::HBBroker::create(fSession, {{"model", fOptions.model}})),
+      fAccess(fSession),
+      fServer(fAccess, serverOptionsOf(fOptions)),
+      fLoader(fBroker, output) {}
+
+int Robot::run(std::ostream& out, std::ostream& error) {
+  out << "listening grpc=" << fServer.tcpAddress();
+  if (!fServer.unixPath().empty()) out << " unix=" << fServer.unixPath();
+  out << std::endl;
+
+  int status = 0;
+  if (xLoadModules()) {
+    const std::string name = xRobotName();
+    fServer.setReady(name);
+    out << "ready robot=" << name << std::endl;
+    xWaitForStop();
+  } else if (const auto failure = fLoader.failure(); !failure.module.empty()) {
+    error << "tavro: module " << failure.module << " cannot start: " << printable(failure.text)
+          << std::endl;
+    status = 1;
+  }
+  kLog.verbose("Stopping");
+  fServer.stop(kStopPatience);
+  fLoader.unloadAll();
+  return status;
+}
+
+void Robot::requestStop() {
+  fLoader.interrupt();
+  const std::lock_guard lock(fMutex);
+  fIsStopRequested = true;
+  fStopped.notify_all();
+}
+
+bool Robot::xLoadModules() {
+  const std::filesystem::path folder(fOptions.moduleDirectory);
+  for (const char* name : kModules) {
+    fLoader.load((folder / (std::string("lib") + name + ".so")).string());
+    if (!fLoader.failure().module.empty()) return false;
+  }
+  for (const std::string& file : fOptions.modules) fLoader.load(file);
+  return fLoader.waitUntilAllStand();
+}
+
+std::string Robot::xRobotName() const {
+  return printable(fSession->find("HBRobotModel").call<std::string>("getPrettyName"));
+}
+
+void Robot::xWaitForStop() {
+  std::unique_lock lock(fMutex);
+  fStopped.wait(lock, [this] { return fIsStopRequested; });
+}
+
+}  // namespace tavro

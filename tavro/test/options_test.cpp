@@ -1,0 +1,82 @@
+#include "tavro/options.h"
+
+#include <gmock/gmock.h>
+
+#include <filesystem>
+#include <fstream>
+
+namespace tavro {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+
+const std::string kNowhere = "/nowhere/bin";
+
+TEST(ReadCommandLine, TakesEveryOption) {
+  const auto line = readCommandLine(
+      {"--model", "m.xml", "--listen", "127.0.0.1:0", "--socket", "/tmp/s", "--module", "a.so",
+       "--module", "b.so", "--module-dir", "/modules", "--log-level", "verbose"},
+      kNowhere);
+  ASSERT_TRUE(line.options);
+  EXPECT_EQ(line.options->model, "m.xml");
+  EXPECT_EQ(line.options->listen, "127.0.0.1:0");
+  EXPECT_EQ(line.options->socket, "/tmp/s");
+  EXPECT_THAT(line.options->modules, ElementsAre("a.so", "b.so"));
+  EXPECT_EQ(line.options->moduleDirectory, "/modules");
+  EXPECT_EQ(line.options->logLevel, xo::log::Level::kVerbose);
+}
+
+TEST(ReadCommandLine, FindsTheModulesBesideTheProgram) {
+  const auto line = readCommandLine({"--model", "m.xml"}, "/some/bin");
+  EXPECT_EQ(line.options.value().moduleDirectory, "/some/lib/tavro");
+}
+
+TEST(ReadCommandLine, ListensOnLoopbackUnlessToldOtherwise) {
+  const auto line = readCommandLine({"--model", "m.xml"}, kNowhere);
+  EXPECT_THAT(line.options.value().listen, ::testing::StartsWith("127.0.0.1:"));
+}
+
+TEST(ReadCommandLine, InsistsOnASocketOnlyWhenItWasNamed) {
+  EXPECT_TRUE(readCommandLine({"--model", "m.xml"}, kNowhere).options.value().isSocketOptional);
+  EXPECT_FALSE(readCommandLine({"--model", "m.xml", "--socket", "/tmp/s"}, kNowhere)
+                   .options.value()
+                   .isSocketOptional);
+}
+
+TEST(ReadCommandLine, FindsTheDefaultModelInTheSourceTreeOfTheProgram) {
+  const auto root = std::filesystem::path(testing::TempDir()) / "tavro_options_test";
+  std::filesystem::create_directories(root / "models");
+  std::ofstream(root / "models" / "vanto.xml") << "<x/>";
+  const auto line = readCommandLine({}, (root / "build" / "bin").string());
+  EXPECT_EQ(line.options.value().model, (root / "models" / "vanto.xml").string());
+  std::filesystem::remove_all(root);
+}
+
+TEST(ReadCommandLine, SaysHowToNameAModelWhenThereIsNone) {
+  const auto line = readCommandLine({}, kNowhere);
+  EXPECT_FALSE(line.options);
+  EXPECT_EQ(line.status, 2);
+  EXPECT_THAT(line.error, HasSubstr("--model FILE"));
+}
+
+TEST(ReadCommandLine, PrintsItsVersionAndItsHelpOnStandardOutput) {
+  EXPECT_EQ(readCommandLine({"--version"}, kNowhere).output, "tavro 1.0.0\n");
+  const auto help = readCommandLine({"--help"}, kNowhere);
+  EXPECT_EQ(help.status, 0);
+  EXPECT_EQ(help.error, "");
+  EXPECT_THAT(help.output, HasSubstr("Examples:"));
+}
+
+TEST(ReadCommandLine, RefusesWhatItDoesNotKnow) {
+  for (const auto& words : std::vector<std::vector<std::string>>{
+           {"--modle", "m.xml"}, {"m.xml"}, {"--model"}, {"--log-level", "loud"}}) {
+    const auto line = readCommandLine(words, kNowhere);
+    EXPECT_FALSE(line.options);
+    EXPECT_EQ(line.status, 2);
+    EXPECT_THAT(line.error, ::testing::StartsWith("tavro: "));
+  }
+}
+
+}  // namespace
+}  // namespace tavro
