@@ -1,0 +1,64 @@
+#include "tools/ledctl/interrupt.h"
+
+#include <poll.h>
+#include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/signalfd.h>
+#include <unistd.h>
+
+#include <array>
+#include <csignal>
+
+#include "tools/ledctl/status.h"
+
+namespace ledctl {
+
+Interrupt::Interrupt() {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGINT);
+  sigaddset(&signals, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);
+  fSignals = signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
+  fEnd = eventfd(0, EFD_CLOEXEC);
+  fThread = std::thread([this] { xWatch(); });
+}
+
+Interrupt::~Interrupt() {
+  eventfd_write(fEnd, 1);
+  fThread.join();
+  close(fEnd);
+  close(fSignals);
+}
+
+void Interrupt::xWatch() {
+  for (;;) {
+    std::array<pollfd, 2> descriptors{{{fSignals, POLLIN, 0}, {fEnd, POLLIN, 0}}};
+    poll(descriptors.data(), descriptors.size(), -1);
+    if (descriptors[1].revents != 0) return;
+    signalfd_siginfo signal{};
+    if (read(fSignals, &signal, sizeof signal) != sizeof signal) continue;
+    if (!fHasBegun || fHasCome.exchange(true)) _exit(kInterrupted);
+    fToken.cancel();
+  }
+}
+
+Countdown::Countdown(const remote::CancelToken& token,
+                     std::optional<std::chrono::milliseconds> time) {
+  if (!time) return;
+  fThread = std::thread([this, token, time = *time] {
+    std::unique_lock lock(fMutex);
+    if (!fEnded.wait_for(lock, time, [this] { return fIsOver; })) token.cancel();
+  });
+}
+
+Countdown::~Countdown() {
+  {
+    const std::lock_guard lock(fMutex);
+    fIsOver = true;
+    fEnded.notify_all();
+  }
+  if (fThread.joinable()) fThread.join();
+}
+
+}  // namespace ledctl

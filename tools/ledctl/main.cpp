@@ -1,0 +1,66 @@
+// ledctl: any method of a robot's service as a command.
+#include <cstdlib>
+#include <exception>
+#include <iostream>
+
+#include "tools/ledctl/commands.h"
+#include "tools/ledctl/interrupt.h"
+#include "tools/ledctl/options.h"
+#include "tools/ledctl/status.h"
+#include "tools/ledctl/usage_error.h"
+
+namespace {
+
+using remote::RemoteError;
+
+std::string fallbackRobot() {
+  const char* const robot = std::getenv("LEDCTL_ROBOT");
+  return robot == nullptr ? "" : robot;
+}
+
+int tell(const RemoteError& error, bool wasInterrupted) {
+  if (error.fault() == RemoteError::Fault::kCancelled && wasInterrupted) {
+    std::cerr << "ledctl: stopped" << std::endl;
+    return ledctl::kInterrupted;
+  }
+  // A method's own text stands alone, unchanged.
+  if (error.fault() != RemoteError::Fault::kFailed) std::cerr << "ledctl: ";
+  std::cerr << error.what() << '\n';
+  if (!error.advice().empty()) std::cerr << error.advice() << '\n';
+  return error.isNotReached() ? ledctl::kNotReached : ledctl::kCallFailed;
+}
+
+int run(const std::vector<std::string>& arguments) {
+  const auto options = ledctl::readOptions(arguments, fallbackRobot());
+  if (options.version) {
+    std::cout << "ledctl " TAVRO_VERSION "\n";
+    return ledctl::kDone;
+  }
+  if (options.words.empty()) {
+    (options.help ? std::cout : std::cerr) << ledctl::helpText();
+    return options.help ? ledctl::kDone : ledctl::kWrongUsage;
+  }
+  ledctl::Interrupt interrupt;
+  try {
+    ledctl::Commands(options, interrupt, std::cout, std::cerr).run();
+  } catch (const RemoteError& error) {
+    return tell(error, interrupt.hasCome());
+  }
+  return ledctl::kDone;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  try {
+    const int status = run({argv + 1, argv + argc});
+    std::cout.flush();
+    return status;
+  } catch (const ledctl::UsageError& error) {
+    std::cerr << "ledctl: " << error.what() << std::endl;
+    return ledctl::kWrongUsage;
+  } catch (const std::exception& error) {
+    std::cerr << "ledctl: " << error.what() << std::endl;
+    return ledctl::kCallFailed;
+  }
+}
