@@ -71,6 +71,10 @@ class Layers(Canary):
         self.write("stray/stray.cpp", "\n")
         self.assert_fault("stray/stray.cpp: lies in no folder", "layers")
 
+    def test_finds_a_row_without_a_folder(self):
+        self.write("docs/architecture.md", TABLE + "| `gone` | was there | std |\n")
+        self.assert_fault("there is no folder gone", "layers")
+
     def test_finds_a_row_that_uses_one_below_it(self):
         self.write("docs/architecture.md", TABLE.replace("| std |", "| `high` |"))
         self.assert_fault("low uses high, which does not stand above", "layers")

@@ -29,10 +29,12 @@ def read_table(root):
     return table
 
 
-def table_faults(table):
-    """Names that are neither a library nor a row above."""
+def table_faults(root, table):
+    """Folders that do not exist, and names that are neither a library nor a row above."""
     above, faults = set(), []
     for folder, uses in table.items():
+        if not os.path.isdir(os.path.join(root, folder)):
+            faults.append(f"docs/architecture.md: there is no folder {folder}")
         for name in sorted(uses - above - set(LIBRARIES.values()) - {ANYTHING}):
             faults.append(f"docs/architecture.md: {folder} uses {name}, which does not stand above")
         above.add(folder)
@@ -67,7 +69,7 @@ def used_by(include, root, table):
 def main():
     root = tree.arguments(__doc__).root
     table = read_table(root)
-    faults = table_faults(table)
+    faults = table_faults(root, table)
     paths = tree.files(root, tree.CODE)
     for path in paths:
         row = row_of(path, table)
