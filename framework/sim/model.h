@@ -12,16 +12,19 @@
 
 namespace Sim {
 
-/// A model text that cannot be used. `what()` is one line: what is wrong, where, what is allowed.
+/// A model text that cannot be used. `what()` is one line: "line 12: " and the problem.
 class ModelError : public std::runtime_error {
  public:
-  ModelError(int line, const std::string& text);
+  ModelError(int line, std::string problem);
   ~ModelError() override;
   /// Line in the text, from 1; 0 when no line is to blame.
   int line() const { return fLine; }
+  /// What is wrong and what is allowed, without the line.
+  const std::string& problem() const { return fProblem; }
 
  private:
   int fLine;
+  std::string fProblem;
 };
 
 /// Where an LED is drawn: front view as one faces the robot, millimetres, x to the viewer's right,
@@ -33,11 +36,12 @@ struct Position {
 
 /// What an LED looks like.
 struct Shape {
+  /// A sector is a piece of a ring: `width` along the ring, `height` across it.
   enum class Kind { kCircle, kRectangle, kSector };
   Kind kind = Kind::kCircle;
   double width = 6;   // mm; a circle's diameter
   double height = 6;  // mm
-  double angle = 0;   // degrees, counter-clockwise from x
+  double angle = 0;   // degrees by which it is turned, counter-clockwise
 };
 
 /// Anything the model drives.
@@ -79,14 +83,24 @@ class LEDActuator final : public Actuator {
 
 /// "red", "green", ...
 std::string_view colorName(LEDActuator::Color color) noexcept;
+/// "circle", ...
+std::string_view shapeName(Shape::Kind kind) noexcept;
+
+namespace detail {
+struct ModelContent;
+}
 
 /// A parsed model. Immutable. The actuators that it hands out live as long as it does.
 class Model {
  public:
   /// Limits on what is accepted.
   static constexpr std::size_t kMaxBytes = 64u << 20;
-  static constexpr int kMaxLeds = 200000;
-  static constexpr int kMaxDepth = 64;
+  static constexpr int kMaxLeds = 200000;          // channels, each a <device>
+  static constexpr int kMaxDepth = 64;             // elements inside each other
+  static constexpr int kMaxGroupsOfLed = 64;       // those of the elements around it included
+  static constexpr int kMaxMemberships = 2000000;  // groups of an LED, over all LEDs
+  static constexpr std::size_t kMaxNameBytes = 200;
+  static constexpr double kMaxMillimetres = 10000;  // of a position or size
 
   /// Parses `xml` (docs/robot-model.md). Errors: ModelError.
   explicit Model(std::string_view xml);
@@ -101,12 +115,12 @@ class Model {
   std::string prettyName(int detail) const;
   /// Configuration keys and values, as `configMapFromXml`.
   const std::map<std::string, std::string>& config() const;
-  /// Oddities that are accepted (a device listed twice, an empty name), a line each.
+  /// Oddities that are accepted (a device listed twice, an empty name), a line each, beginning with
+  /// "line 12: "; at most a hundred, then one that tells how many more.
   const std::vector<std::string>& warnings() const;
 
  private:
-  struct Content;
-  std::unique_ptr<const Content> fContent;
+  std::unique_ptr<const detail::ModelContent> fContent;
 };
 
 }  // namespace Sim
