@@ -1,5 +1,8 @@
-// A module that stands at once and can be asked one thing.
+// A module that stands at once, with calls that take long.
+#include <atomic>
+
 #include "framework/hb/module_factory.h"
+#include "framework/xo/os.h"
 
 namespace {
 
@@ -9,8 +12,25 @@ class Standing final : public HB::HBModule {
       : HB::HBModule(std::move(broker), "Standing") {
     functionName("answer", "Standing", "What stands.");
     advertiseMethod(this, &Standing::answer);
+    functionName("waitForStop", "Standing", "Returns once the call is asked to stop.");
+    advertiseMethod(this, &Standing::waitForStop);
+    functionName("stops", "Standing", "How many calls were asked to stop.");
+    advertiseMethod(this, &Standing::stops);
+    functionName("nap", "Standing", "Sleeps, whoever asks it to stop.");
+    addParam("seconds", "Duration of the sleep.");
+    advertiseMethod(this, &Standing::nap);
   }
+
   int answer() { return 42; }
+  void waitForStop() {
+    while (!isStopRequired(getMethodID())) xo::os::msleep(5);
+    ++fStops;
+  }
+  int stops() { return fStops; }
+  void nap(const int& seconds) { xo::os::msleep(seconds * 1000); }
+
+ private:
+  std::atomic<int> fStops{0};
 };
 
 }  // namespace
