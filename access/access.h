@@ -81,6 +81,9 @@ struct RunningCall {
 /// Thread-safe.
 class Access {
  public:
+  /// How many calls the history remembers.
+  static constexpr std::size_t kHistory = 256;
+
   /// `session` outlives the last call.
   explicit Access(std::shared_ptr<xo::Session> session, Limits limits = {});
   ~Access();
@@ -99,21 +102,32 @@ class Access {
   Outcome call(const Client& client, const std::string& service, const std::string& method,
                std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr);
 
+  /// A place among the futures whose end a client waits for; given back when the last copy goes.
+  /// Errors: Refused.
+  using FuturePlace = std::shared_ptr<void>;
+  FuturePlace takeFuturePlace(const Client& client);
+
   /// Asks the running call to stop; false when there is none of that id.
   bool cancel(std::uint64_t id);
-  /// Asks every running call of that client, or of all, to stop.
+  /// Asks every running call of that client to stop.
   void cancelAllOf(const Client& client);
-  void cancelAll();
+  /// Asks every running call that came in by that transport to stop.
+  void cancelAllBy(const std::string& transport);
 
   std::vector<RunningCall> running() const;
   /// The last calls, oldest first.
   std::vector<CallRecord> history() const;
 
+  /// The value of a key of the robot's memory, or the error of reading it. Errors: Refused.
+  Outcome readMemory(const std::string& key) const;
   /// The robot's memory. Errors: Refused while there is none.
   HB::HBMemoryProxy memory() const;
 
  private:
+  struct FutureCounts;
+  /// A running call; its pointers are good while it is in `fRunning`.
   struct Ticket {
+    std::uint64_t id;
     const Client* client;
     const std::string* service;
     const std::string* method;
@@ -121,16 +135,25 @@ class Access {
     std::chrono::steady_clock::time_point since;
   };
   xo::Object requireService(const std::string& service) const;
+  std::uint64_t begin(Ticket ticket);
+  void end(std::uint64_t id, const Outcome& outcome);
+  template <class Picks>
+  bool raiseWhere(Picks picks);
 
   const std::shared_ptr<xo::Session> fSession;
   const Limits fLimits;
   mutable std::mutex fMutex;
-  std::vector<std::pair<std::uint64_t, Ticket>> fRunning;
+  std::vector<Ticket> fRunning;
+  std::shared_ptr<FutureCounts> fFutures;
   std::vector<CallRecord> fHistory;  // a ring
+  std::size_t fRecorded = 0;         // ever
   std::uint64_t fNextId = 1;
 };
 
 /// Errors: Refused when the arguments exceed a limit.
 void requireWithinLimits(std::span<const HB::HBValue> args, const Limits& limits);
+
+/// Errors: Refused for a name (of a service, a key, ...: `what`) longer than `bytes`.
+void requireShort(const std::string& name, std::size_t bytes, const char* what);
 
 }  // namespace door

@@ -14,9 +14,10 @@ struct Limits {
   std::size_t values = 65536;           ///< of one request, elements of lists included
   std::size_t callsInAll = 64;          ///< running at once
   std::size_t callsPerClient = 32;      ///< running at once
+  std::size_t reservedCalls = 16;       ///< on top of callsInAll, for clients with no running call
   std::size_t futuresPerClient = 4096;  ///< whose end one client waits for at once
-  std::size_t nameBytes = 256;     ///< of a service, a method, a client; patterns and keys: x 4
-  std::size_t connections = 4096;  ///< open at once, idle ones included
+  std::size_t nameBytes = 256;          ///< of a service or a method
+  std::size_t keyBytes = 1024;          ///< of a memory key or a pattern
 };
 
 }  // namespace door

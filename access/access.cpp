@@ -1,0 +1,284 @@
+#include "access/access.h"
+
+#include <algorithm>
+#include <map>
+
+namespace door {
+namespace {
+
+constexpr std::size_t kErrorBytesKept = 200;
+
+[[noreturn]] void refuseSize(const char* what, std::size_t is, const char* limitName,
+                             std::size_t limit) {
+  throw Refused(Refused::Why::kTooMuch, std::string(what) + " has " + std::to_string(is) + " " +
+                                            limitName + "; the limit is " + std::to_string(limit));
+}
+
+/// Walks through a request's values; `fLeft` counts down over all of them.
+class SizeCheck {
+ public:
+  explicit SizeCheck(const Limits& limits) : fLimits(limits), fLeft(limits.values) {}
+
+  void check(const HB::HBValue& value, std::size_t depth) {
+    if (fLeft-- == 0) {
+      throw Refused(Refused::Why::kTooMuch, "A request may hold " + std::to_string(fLimits.values) +
+                                                " values, elements of lists included");
+    }
+    switch (value.getType()) {
+      case HB::HBValue::TypeString:
+        checkBytes("A text", value.toString().size());
+        return;
+      case HB::HBValue::TypeBinary:
+        checkBytes("A binary", value.toBinary().bytes.size());
+        return;
+      case HB::HBValue::TypeList:
+        checkList(value.toList(), depth);
+        return;
+      default:
+        return;
+    }
+  }
+
+ private:
+  void checkBytes(const char* what, std::size_t bytes) const {
+    if (bytes > fLimits.textBytes) refuseSize(what, bytes, "bytes", fLimits.textBytes);
+  }
+  void checkList(const HB::HBValue::List& list, std::size_t depth) {
+    if (list.size() > fLimits.listElements) {
+      refuseSize("A list", list.size(), "elements", fLimits.listElements);
+    }
+    if (depth >= fLimits.nestedLists) {
+      throw Refused(Refused::Why::kTooMuch, "Lists are nested more deeply than the limit of " +
+                                                std::to_string(fLimits.nestedLists));
+    }
+    for (const auto& element : list) check(element, depth + 1);
+  }
+
+  const Limits& fLimits;
+  std::size_t fLeft;
+};
+
+std::string namesText(const std::vector<std::string>& names) {
+  if (names.empty()) return "none stands now";
+  std::string text = "there are ";
+  for (const auto& name : names) {
+    if (name != names.front()) text += ", ";
+    text += name;
+  }
+  return text;
+}
+
+Outcome failure(const std::exception_ptr& error) {
+  Outcome outcome;
+  outcome.errorKind = xo::kindOf(error);
+  outcome.errorText = xo::textOf(error);
+  return outcome;
+}
+
+}  // namespace
+
+Outcome outcomeOf(const xo::Future<HB::HBValue>& finished) {
+  Outcome outcome;
+  switch (finished.state()) {
+    case xo::FutureState::kValue:
+      outcome.value = finished.value();
+      return outcome;
+    case xo::FutureState::kError:
+      return failure(finished.error());
+    case xo::FutureState::kCancelled:
+      outcome.errorKind = "cancelled";
+      outcome.errorText = "The call was cancelled";
+      return outcome;
+    case xo::FutureState::kRunning:
+      break;
+  }
+  throw std::logic_error("outcomeOf: the future is still running");
+}
+
+void requireWithinLimits(std::span<const HB::HBValue> args, const Limits& limits) {
+  if (args.size() > limits.listElements) {
+    refuseSize("The list of arguments", args.size(), "elements", limits.listElements);
+  }
+  SizeCheck check(limits);
+  for (const auto& arg : args) check.check(arg, 0);
+}
+
+void requireShort(const std::string& name, std::size_t bytes, const char* what) {
+  if (name.size() > bytes) refuseSize(what, name.size(), "bytes", bytes);
+}
+
+/// Outlives the Access with the last place.
+struct Access::FutureCounts {
+  std::mutex mutex;
+  std::map<std::pair<std::string, std::string>, std::size_t> ofClient;  // name and peer
+};
+
+Access::Access(std::shared_ptr<xo::Session> session, Limits limits)
+    : fSession(std::move(session)),
+      fLimits(limits),
+      fFutures(std::make_shared<FutureCounts>()),
+      fHistory(kHistory) {
+  fRunning.reserve(fLimits.callsInAll + fLimits.reservedCalls);
+}
+
+Access::~Access() = default;
+
+xo::Object Access::requireService(const std::string& service) const {
+  requireShort(service, fLimits.nameBytes, "A service's name");
+  const xo::Object object = fSession->find(service);
+  if (object.isAlive()) return object;
+  throw Refused(Refused::Why::kNoSuchService,
+                "There is no service '" + service + "'; " + namesText(services()));
+}
+
+xo::ObjectInfo Access::describe(const std::string& service) const {
+  xo::ObjectInfo info = requireService(service).describe();
+  std::erase_if(info.methods, [](const auto& method) { return !method.signature.isRemote(); });
+  return info;
+}
+
+std::uint64_t Access::begin(Ticket ticket) {
+  std::scoped_lock lock(fMutex);
+  const auto ofClient = static_cast<std::size_t>(std::ranges::count_if(
+      fRunning, [&](const Ticket& running) { return *running.client == *ticket.client; }));
+  if (ofClient >= fLimits.callsPerClient) {
+    throw Refused(Refused::Why::kTooMany,
+                  "This client's calls that run at once have reached the "
+                  "limit of " +
+                      std::to_string(fLimits.callsPerClient));
+  }
+  // The last places are for clients that run nothing yet: one who holds many cannot shut others
+  // out.
+  const std::size_t places = fLimits.callsInAll + (ofClient == 0 ? fLimits.reservedCalls : 0);
+  if (fRunning.size() >= places) {
+    throw Refused(Refused::Why::kTooMany,
+                  "The calls that run at once have reached the limit of " + std::to_string(places));
+  }
+  ticket.id = fNextId++;
+  fRunning.push_back(ticket);
+  return ticket.id;
+}
+
+void Access::end(std::uint64_t id, const Outcome& outcome) {
+  const auto now = std::chrono::steady_clock::now();
+  const auto wallNow = std::chrono::system_clock::now();
+  std::scoped_lock lock(fMutex);
+  const auto found = std::ranges::find(fRunning, id, &Ticket::id);
+  const Ticket ticket = *found;
+  *found = fRunning.back();
+  fRunning.pop_back();
+
+  CallRecord& record = fHistory[fRecorded++ % kHistory];  // reuses the strings that stand there
+  record.id = id;
+  record.client = *ticket.client;
+  record.service = *ticket.service;
+  record.method = *ticket.method;
+  record.duration = std::chrono::duration_cast<std::chrono::microseconds>(now - ticket.since);
+  record.when = wallNow - record.duration;
+  record.error.assign(outcome.errorText, 0, kErrorBytesKept);
+}
+
+Outcome Access::call(const Client& client, const std::string& service, const std::string& method,
+                     std::span<const HB::HBValue> args, xo::StopFlag* stop) {
+  requireShort(method, fLimits.nameBytes, "A method's name");
+  requireWithinLimits(args, fLimits);
+  const xo::Object object = requireService(service);
+
+  xo::StopFlag ownStop;
+  if (stop == nullptr) stop = &ownStop;
+  const std::uint64_t id =
+      begin({0, &client, &service, &method, stop, std::chrono::steady_clock::now()});
+  Outcome outcome;
+  try {
+    xo::CallScope scope(nullptr, stop);
+    xo::CallResult result = object.callDynamic(method, args);
+    outcome.value = std::move(result.value);
+    outcome.future = std::move(result.future);
+  } catch (...) {
+    outcome = failure(xo::copyCurrentException());
+  }
+  end(id, outcome);
+  return outcome;
+}
+
+Access::FuturePlace Access::takeFuturePlace(const Client& client) {
+  const std::pair key(client.name, client.peer);
+  {
+    std::scoped_lock lock(fFutures->mutex);
+    std::size_t& count = fFutures->ofClient[key];
+    if (count >= fLimits.futuresPerClient) {
+      throw Refused(Refused::Why::kTooMany,
+                    "The futures that this client waits for have reached the limit of " +
+                        std::to_string(fLimits.futuresPerClient));
+    }
+    ++count;
+  }
+  return FuturePlace(nullptr, [counts = fFutures, key](void*) {
+    std::scoped_lock lock(counts->mutex);
+    const auto found = counts->ofClient.find(key);
+    if (--found->second == 0) counts->ofClient.erase(found);
+  });
+}
+
+template <class Picks>
+bool Access::raiseWhere(Picks picks) {
+  bool isAny = false;
+  std::scoped_lock lock(fMutex);
+  for (const Ticket& ticket : fRunning) {
+    if (!picks(ticket)) continue;
+    ticket.stop->raise();
+    isAny = true;
+  }
+  return isAny;
+}
+
+bool Access::cancel(std::uint64_t id) {
+  return raiseWhere([id](const Ticket& ticket) { return ticket.id == id; });
+}
+
+void Access::cancelAllOf(const Client& client) {
+  raiseWhere([&](const Ticket& ticket) { return *ticket.client == client; });
+}
+
+void Access::cancelAllBy(const std::string& transport) {
+  raiseWhere([&](const Ticket& ticket) { return ticket.client->transport == transport; });
+}
+
+std::vector<RunningCall> Access::running() const {
+  std::scoped_lock lock(fMutex);
+  std::vector<RunningCall> calls;
+  calls.reserve(fRunning.size());
+  for (const Ticket& ticket : fRunning) {
+    calls.push_back({ticket.id, *ticket.client, *ticket.service, *ticket.method, ticket.since});
+  }
+  return calls;
+}
+
+std::vector<CallRecord> Access::history() const {
+  std::scoped_lock lock(fMutex);
+  std::vector<CallRecord> records;
+  const std::size_t kept = std::min(fRecorded, kHistory);
+  records.reserve(kept);
+  for (std::size_t i = fRecorded - kept; i < fRecorded; ++i) {
+    records.push_back(fHistory[i % kHistory]);
+  }
+  return records;
+}
+
+Outcome Access::readMemory(const std::string& key) const {
+  requireShort(key, fLimits.keyBytes, "A memory key");
+  const auto memory = this->memory();
+  Outcome outcome;
+  try {
+    outcome.value = memory.getData(key);
+  } catch (...) {
+    outcome = failure(xo::copyCurrentException());
+  }
+  return outcome;
+}
+
+HB::HBMemoryProxy Access::memory() const {
+  return HB::HBMemoryProxy("HBMemory", requireService("HBMemory"));
+}
+
+}  // namespace door

@@ -1,0 +1,100 @@
+#include "access/memory_watch.h"
+
+#include <mutex>
+
+#include "framework/xo/event_loop.h"
+#include "framework/xo/gate.h"
+
+namespace door {
+
+struct MemoryWatch::State : std::enable_shared_from_this<MemoryWatch::State> {
+  State(HB::HBMemoryProxy proxy, Viewer callbacks)
+      : memory(std::move(proxy)), viewer(std::move(callbacks)) {}
+
+  enum class Phase { kWaiting, kScheduled, kDelivering };
+
+  const HB::HBMemoryProxy memory;
+  const Viewer viewer;
+  const std::shared_ptr<xo::Gate> gate = xo::Gate::make();
+  int subscription = 0;  // written before anything can read it
+
+  std::mutex mutex;
+  Phase phase = Phase::kDelivering;  // until subscribed
+  bool isDirty = true;               // the first batch is due whether anything changes or not
+  bool isFirst = true;
+  xo::TimePoint lastBatch{};
+
+  /// On the writer's thread: short, and calls nothing of the memory.
+  void changed() {
+    std::unique_lock lock(mutex);
+    isDirty = true;
+    scheduleIfDue(std::move(lock));
+  }
+
+  void next() {
+    std::unique_lock lock(mutex);
+    if (phase == Phase::kDelivering) phase = Phase::kWaiting;
+    scheduleIfDue(std::move(lock));
+  }
+
+  void scheduleIfDue(std::unique_lock<std::mutex> lock) {
+    if (!isDirty || phase != Phase::kWaiting) return;
+    phase = Phase::kScheduled;
+    const auto wait = isFirst ? xo::Duration::zero() : lastBatch + kWatchTick - xo::clock().now();
+    lock.unlock();
+    xo::getEventLoop().postAfter(wait, [weak = weak_from_this()] {
+      if (const auto self = weak.lock()) self->deliver();
+    });
+  }
+
+  void deliver() {
+    const auto token = gate->enter();
+    if (!token) return;
+    {
+      std::scoped_lock lock(mutex);
+      phase = Phase::kDelivering;
+      isDirty = false;
+    }
+    std::vector<HB::MemoryItem> items;
+    try {
+      items = memory.changes(subscription);
+    } catch (const std::exception& error) {
+      viewer.ended(error.what());
+      return;  // stays "delivering": nothing follows
+    }
+    bool isWorthIt = !items.empty();
+    {
+      std::scoped_lock lock(mutex);
+      isWorthIt = isWorthIt || isFirst;
+      isFirst = false;
+      lastBatch = xo::clock().now();
+    }
+    if (isWorthIt) {
+      viewer.batch(std::move(items));
+    } else {
+      next();
+    }
+  }
+};
+
+MemoryWatch::MemoryWatch(const Access& access, const std::string& pattern, Viewer viewer)
+    : fState((requireShort(pattern, access.limits().keyBytes, "A pattern"),
+              std::make_shared<State>(access.memory(), std::move(viewer)))) {
+  fState->subscription = fState->memory.subscribe(pattern, [weak = std::weak_ptr<State>(fState)] {
+    if (const auto state = weak.lock()) state->changed();
+  });
+  fState->next();
+}
+
+MemoryWatch::~MemoryWatch() {
+  try {
+    fState->memory.unsubscribe(fState->subscription);
+  } catch (const std::exception&) {
+    // The memory went first, and the subscription with it.
+  }
+  fState->gate->close();
+}
+
+void MemoryWatch::next() { fState->next(); }
+
+}  // namespace door

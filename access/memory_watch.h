@@ -1,0 +1,49 @@
+// Follows keys of the robot's memory for one viewer, at the viewer's pace and at most once a tick,
+// however often they change. A viewer never holds up the robot.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "access/access.h"
+
+namespace door {
+
+/// Shortest time between two batches of one watch.
+inline constexpr std::chrono::milliseconds kWatchTick{20};
+
+/// Hands over a first batch with every matching key (perhaps empty), then batches of what changed.
+/// The next one comes only after `next()`: what changes meanwhile is merged, so that a slow viewer
+/// costs no more than the batch it is busy with. Nothing runs while nothing changes.
+///
+///     waiting --change--> scheduled --tick--> delivering --next()--> waiting
+///                                             (a change meanwhile is remembered)
+///
+/// Thread-safe. Batches come on the process's event loop, one at a time.
+class MemoryWatch {
+ public:
+  struct Viewer {
+    std::function<void(std::vector<HB::MemoryItem>)> batch;
+    /// The memory is gone; no batch follows. On the event loop.
+    std::function<void(const std::string& why)> ended;
+  };
+
+  /// Errors: Refused when there is no memory or the pattern is too long.
+  MemoryWatch(const Access& access, const std::string& pattern, Viewer viewer);
+  /// When it returns no callback runs and none will. Not from inside a callback.
+  ~MemoryWatch();
+  MemoryWatch(const MemoryWatch&) = delete;
+  MemoryWatch& operator=(const MemoryWatch&) = delete;
+
+  /// The viewer is ready for another batch. Callable from inside `batch`.
+  void next();
+
+ private:
+  struct State;
+  std::shared_ptr<State> fState;
+};
+
+}  // namespace door

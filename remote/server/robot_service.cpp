@@ -1,0 +1,158 @@
+#include "remote/server/robot_service.h"
+
+#include <utility>
+#include <vector>
+
+#include "framework/xo/log.h"
+#include "remote/proto/convert.h"
+#include "remote/proto/utf8.h"
+#include "remote/server/watch_stream.h"
+
+namespace remote {
+namespace {
+
+namespace v1 = tavro::v1;
+
+const xo::log::Category kLog("remote");
+
+/// What a handler throws becomes the status of its reply.
+template <class Work>
+grpc::Status statusAfter(Work work) {
+  try {
+    work();
+    return grpc::Status::OK;
+  } catch (const door::Refused& refused) {
+    return statusOf(refused);
+  } catch (const std::exception& error) {
+    kLog.error(std::string("A request failed: ") + error.what());
+    return {grpc::StatusCode::INTERNAL, error.what()};
+  }
+}
+
+}  // namespace
+
+RobotService::RobotService(door::Access& access, std::string softwareVersion)
+    : fAccess(access), fSoftwareVersion(std::move(softwareVersion)) {}
+
+template <class Request, class Reply, class Ask>
+void RobotService::take(typename Exchange<Request, Reply>::Method& method, Ask ask,
+                        Question<Request, Reply> question) {
+  using One = Exchange<Request, Reply>;
+  method.ask = [this, ask](grpc::ServerContext* context, Request* request,
+                           grpc::ServerAsyncResponseWriter<Reply>* responder, void* tag) {
+    (this->*ask)(context, request, responder, fQueue, fQueue, tag);
+  };
+  method.handle = [this, question](const typename One::Pointer& exchange) {
+    if (fEndables.isEnding()) {
+      exchange->sendReply(shuttingDown());
+      return;
+    }
+    exchange->sendReply(
+        statusAfter([&] { (this->*question)(exchange->request, &exchange->reply); }));
+  };
+  One::expect(method, fCounted.lock());
+}
+
+void RobotService::begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<void> counted) {
+  fQueue = queue;
+  fCounted = counted;
+  take<v1::GetInfoRequest, v1::GetInfoReply>(fInfo, &RobotService::RequestGetInfo,
+                                             &RobotService::info);
+  take<v1::ListServicesRequest, v1::ListServicesReply>(fList, &RobotService::RequestListServices,
+                                                       &RobotService::list);
+  take<v1::DescribeServiceRequest, v1::DescribeServiceReply>(
+      fDescribe, &RobotService::RequestDescribeService, &RobotService::describe);
+  take<v1::ReadMemoryRequest, v1::ReadMemoryReply>(fRead, &RobotService::RequestReadMemory,
+                                                   &RobotService::read);
+  takeCalls();
+}
+
+void RobotService::takeCalls() {
+  fCall.ask = [this](grpc::ServerContext* context, v1::CallRequest* request,
+                     grpc::ServerAsyncResponseWriter<v1::CallReply>* responder,
+                     void* tag) { RequestCall(context, request, responder, fQueue, fQueue, tag); };
+  fCall.handle = [this](const CallExchange::Pointer& exchange) {
+    if (fEndables.isEnding()) {
+      exchange->sendReply(shuttingDown());
+      return;
+    }
+    const grpc::Status status = statusAfter([&] { call(exchange); });
+    if (!status.ok()) exchange->sendReply(status);
+  };
+  CallExchange::expect(fCall, fCounted.lock());
+}
+
+void RobotService::setReady(const std::string& robotName) {
+  std::scoped_lock lock(fMutex);
+  fIsReady = true;
+  fRobotName = replaceInvalidUtf8(robotName);
+}
+
+void RobotService::end() {
+  fEndables.endAll();
+  fAccess.cancelAllBy(kTransport);
+}
+
+grpc::ServerWriteReactor<v1::WatchReply>* RobotService::Watch(grpc::CallbackServerContext* context,
+                                                              const v1::WatchRequest* request) {
+  return WatchStream::open(context, request->pattern(), fAccess, fEndables, fCounted.lock());
+}
+
+void RobotService::info(const v1::GetInfoRequest&, v1::GetInfoReply* reply) {
+  {
+    std::scoped_lock lock(fMutex);
+    reply->set_robot_name(fRobotName);
+    reply->set_ready(fIsReady);
+  }
+  reply->set_software_version(fSoftwareVersion);
+  reply->set_protocol_major(kProtocolMajor);
+  reply->set_protocol_minor(kProtocolMinor);
+  const auto uptime = std::chrono::steady_clock::now() - fStart;
+  reply->set_uptime_ms(static_cast<std::uint64_t>(
+      std::chrono::duration_cast<std::chrono::milliseconds>(uptime).count()));
+  for (const auto& name : fAccess.services()) reply->add_services(replaceInvalidUtf8(name));
+}
+
+void RobotService::list(const v1::ListServicesRequest&, v1::ListServicesReply* reply) {
+  for (const auto& name : fAccess.services()) reply->add_services(replaceInvalidUtf8(name));
+}
+
+void RobotService::describe(const v1::DescribeServiceRequest& request,
+                            v1::DescribeServiceReply* reply) {
+  const xo::ObjectInfo info = fAccess.describe(request.service());
+  reply->set_service(request.service());
+  reply->set_description(replaceInvalidUtf8(info.description));
+  for (const auto& method : info.methods) toWire(method, reply->add_methods());
+}
+
+void RobotService::read(const v1::ReadMemoryRequest& request, v1::ReadMemoryReply* reply) {
+  const door::Outcome outcome = fAccess.readMemory(request.key());
+  if (outcome.hasFailed()) {
+    errorToWire(outcome.errorKind, outcome.errorText, reply->mutable_error());
+  } else {
+    toWire(outcome.value, reply->mutable_value());
+  }
+}
+
+void RobotService::call(const CallExchange::Pointer& exchange) {
+  const v1::CallRequest& request = exchange->request;
+  const door::Client client = clientOf(exchange->context);
+  const bool isAwaited = request.completion() == v1::COMPLETION_FINISHED;
+  std::vector<HB::HBValue> args;
+  args.reserve(static_cast<std::size_t>(request.args_size()));
+  for (const auto& arg : request.args()) args.push_back(fromWire(arg));
+
+  door::Access::FuturePlace place;
+  if (isAwaited) place = fAccess.takeFuturePlace(client);
+  door::Outcome outcome =
+      fAccess.call(client, request.service(), request.method(), args, &exchange->stop);
+  exchange->reply.set_has_future(outcome.future.has_value());
+  if (outcome.future && isAwaited) {
+    PendingCall::start(exchange, *outcome.future, std::move(place), fEndables);
+    return;
+  }
+  fillReply(outcome, &exchange->reply);
+  exchange->sendReply(grpc::Status::OK);
+}
+
+}  // namespace remote

@@ -1,0 +1,74 @@
+// What the server does with each call of the wire: turns it into a question to Access and the
+// answer into a reply. No behaviour of its own.
+#pragma once
+
+#include <grpcpp/grpcpp.h>
+
+#include <chrono>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "access/access.h"
+#include "remote/server/endables.h"
+#include "remote/server/pending_call.h"
+#include "tavro/v1/robot.grpc.pb.h"
+
+namespace remote {
+
+/// Unary calls come by a completion queue, the watch by gRPC's callback API.
+using RobotBase =
+    tavro::v1::Robot::WithAsyncMethod_GetInfo<tavro::v1::Robot::WithAsyncMethod_ListServices<
+        tavro::v1::Robot::WithAsyncMethod_DescribeService<
+            tavro::v1::Robot::WithAsyncMethod_Call<tavro::v1::Robot::WithAsyncMethod_ReadMemory<
+                tavro::v1::Robot::WithCallbackMethod_Watch<tavro::v1::Robot::Service>>>>>>;
+
+/// Thread-safe once begun.
+class RobotService final : public RobotBase {
+ public:
+  RobotService(door::Access& access, std::string softwareVersion);
+
+  /// Begins to take calls from `queue`. `counted` is held by every call and stream.
+  void begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<void> counted);
+  void setReady(const std::string& robotName);
+  /// Ends streams, cancels the futures that clients wait for, asks running calls to stop, and
+  /// refuses what comes from now on.
+  void end();
+
+  grpc::ServerWriteReactor<tavro::v1::WatchReply>* Watch(
+      grpc::CallbackServerContext* context, const tavro::v1::WatchRequest* request) override;
+
+ private:
+  template <class Request, class Reply>
+  using Question = void (RobotService::*)(const Request&, Reply*);
+  template <class Request, class Reply, class Ask>
+  void take(typename Exchange<Request, Reply>::Method& method, Ask ask,
+            Question<Request, Reply> question);
+  void takeCalls();
+
+  void info(const tavro::v1::GetInfoRequest&, tavro::v1::GetInfoReply* reply);
+  void list(const tavro::v1::ListServicesRequest&, tavro::v1::ListServicesReply* reply);
+  void describe(const tavro::v1::DescribeServiceRequest& request,
+                tavro::v1::DescribeServiceReply* reply);
+  void read(const tavro::v1::ReadMemoryRequest& request, tavro::v1::ReadMemoryReply* reply);
+  void call(const CallExchange::Pointer& exchange);
+
+  door::Access& fAccess;
+  const std::string fSoftwareVersion;
+  const std::chrono::steady_clock::time_point fStart = std::chrono::steady_clock::now();
+  Endables fEndables;
+  grpc::ServerCompletionQueue* fQueue = nullptr;
+  std::weak_ptr<void> fCounted;
+
+  mutable std::mutex fMutex;
+  bool fIsReady = false;
+  std::string fRobotName;
+
+  Exchange<tavro::v1::GetInfoRequest, tavro::v1::GetInfoReply>::Method fInfo;
+  Exchange<tavro::v1::ListServicesRequest, tavro::v1::ListServicesReply>::Method fList;
+  Exchange<tavro::v1::DescribeServiceRequest, tavro::v1::DescribeServiceReply>::Method fDescribe;
+  Exchange<tavro::v1::ReadMemoryRequest, tavro::v1::ReadMemoryReply>::Method fRead;
+  CallExchange::Method fCall;
+};
+
+}  // namespace remote
