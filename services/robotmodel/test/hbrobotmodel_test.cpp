@@ -84,6 +84,7 @@ class HBRobotModelTest : public testing::Test {
   }
   xo::Object service() const { return session->find("HBRobotModel"); }
 
+  xo::Ending ending;  // what a loader would raise; outlives the module
   std::shared_ptr<xo::Session> session = std::make_shared<xo::Session>();
   std::optional<FakeMemory> memory{session};
   std::optional<TemporaryFile> file;
@@ -183,7 +184,6 @@ TEST_F(HBRobotModelTest, NamesAMissingSetting) {
 
 TEST_F(HBRobotModelTest, WaitsForTheMemory) {
   memory.reset();
-  xo::Ending ending;
   auto making = std::async(std::launch::async, [&] {
     const xo::CallScope scope(&ending);
     make(kXml);
@@ -197,7 +197,6 @@ TEST_F(HBRobotModelTest, WaitsForTheMemory) {
 
 TEST_F(HBRobotModelTest, StopsWaitingForTheMemoryWhenItsLoaderEnds) {
   memory.reset();
-  xo::Ending ending;
   auto making = std::async(std::launch::async, [&] {
     const xo::CallScope scope(&ending);
     return refusal(kXml);
