@@ -83,7 +83,6 @@ MemoryWatch::MemoryWatch(const Access& access, const std::string& pattern, Viewe
   fState->subscription = fState->memory.subscribe(pattern, [weak = std::weak_ptr<State>(fState)] {
     if (const auto state = weak.lock()) state->changed();
   });
-  fState->next();
 }
 
 MemoryWatch::~MemoryWatch() {

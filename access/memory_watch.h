@@ -16,11 +16,11 @@ namespace door {
 inline constexpr std::chrono::milliseconds kWatchTick{20};
 
 /// Hands over a first batch with every matching key (perhaps empty), then batches of what changed.
-/// The next one comes only after `next()`: what changes meanwhile is merged, so that a slow viewer
-/// costs no more than the batch it is busy with. Nothing runs while nothing changes.
+/// Each comes only after a `next()`, the first too: what changes meanwhile is merged, so that a
+/// slow viewer costs no more than the batch it is busy with. Nothing runs while nothing changes.
 ///
-///     waiting --change--> scheduled --tick--> delivering --next()--> waiting
-///                                             (a change meanwhile is remembered)
+///     delivering --next()--> waiting --change--> scheduled --tick--> delivering
+///     (a change meanwhile is remembered)
 ///
 /// Thread-safe. Batches come on the process's event loop, one at a time.
 class MemoryWatch {
@@ -38,7 +38,7 @@ class MemoryWatch {
   MemoryWatch(const MemoryWatch&) = delete;
   MemoryWatch& operator=(const MemoryWatch&) = delete;
 
-  /// The viewer is ready for another batch. Callable from inside `batch`.
+  /// The viewer is ready for a batch. Callable from inside `batch`.
   void next();
 
  private:

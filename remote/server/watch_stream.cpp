@@ -38,6 +38,7 @@ void WatchStream::begin(const std::string& pattern, const door::Access& access) 
           end({grpc::StatusCode::UNAVAILABLE, why});
         }};
     fWatch = std::make_unique<door::MemoryWatch>(access, pattern, std::move(viewer));
+    fWatch->next();
   } catch (const door::Refused& refused) {
     end(statusOf(refused));
   } catch (const std::exception& error) {
