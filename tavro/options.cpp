@@ -47,15 +47,21 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments,
 
   CLI::App app(kUsage, "tavro");
   app.set_version_flag("--version", "tavro " TAVRO_VERSION);
-  app.add_option("--model", options.model, "The robot, described in an XML file");
-  app.add_option("--listen", options.listen, "Where clients reach it: HOST:PORT")
+  app.add_option("--model", options.model, "The robot, described in an XML file")
+      ->type_name("FILE");
+  app.add_option("--listen", options.listen, "Where clients reach it")
+      ->type_name("HOST:PORT")
       ->capture_default_str();
   const auto* const socket =
       app.add_option("--socket", options.socket, "A Unix socket for clients on this machine")
+          ->type_name("PATH")
           ->capture_default_str();
-  app.add_option("--module", options.modules, "A module to load after the robot's own");
-  app.add_option("--module-dir", options.moduleDirectory, "Where the robot's own modules lie");
+  app.add_option("--module", options.modules, "Modules to load after the robot's own")
+      ->type_name("FILE");
+  app.add_option("--module-dir", options.moduleDirectory, "Where the robot's own modules lie")
+      ->type_name("FOLDER");
   app.add_option("--log-level", level, "silent, fatal, error, warning, info, verbose or debug")
+      ->type_name("LEVEL")
       ->capture_default_str();
   try {
     // CLI11 takes the words from the back.

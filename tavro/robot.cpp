@@ -74,7 +74,7 @@ bool Robot::xLoadModules() {
 }
 
 std::string Robot::xRobotName() const {
-  return printable(fSession->find("HBRobotModel").call<std::string>("getPrettyName"));
+  return printable(fSession->find("HBRobotModel").call<std::string>("getRobotName"));
 }
 
 void Robot::xWaitForStop() {
