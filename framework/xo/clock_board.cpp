@@ -32,6 +32,20 @@ std::string blockedIn(int thread) {
   return seen;
 }
 
+// While the calling thread drives the clock: it waits for everybody but itself.
+class DriverMark {
+ public:
+  DriverMark(const ThreadRecord*& driver, const ThreadRecord& thread) : fDriver(driver) {
+    fDriver = &thread;
+  }
+  ~DriverMark() { fDriver = nullptr; }
+  DriverMark(const DriverMark&) = delete;
+  DriverMark& operator=(const DriverMark&) = delete;
+
+ private:
+  const ThreadRecord*& fDriver;
+};
+
 }  // namespace
 
 ThreadRecord::ThreadRecord() : kernelId(gettid()) {
@@ -137,8 +151,9 @@ void ClockBoard::markOwn() noexcept {
 }
 
 void ClockBoard::advance(Duration by) {
+  ThreadRecord& thread = ThreadRecord::ofThisThread();
   Lock lock(fMutex);
-  fDriver = &ThreadRecord::ofThisThread();
+  const DriverMark mark(fDriver, thread);
   const TimePoint target = after(now(), std::max(by, Duration::zero()));
   xSettle(lock);
   for (TimePoint next = xNextDeadline(); next <= target && next != kNever; next = xNextDeadline()) {
