@@ -15,13 +15,13 @@ const std::string kNowhere = "/nowhere/bin";
 
 TEST(ReadCommandLine, TakesEveryOption) {
   const auto line = readCommandLine(
-      {"--model", "m.xml", "--listen", "127.0.0.1:0", "--socket", "/tmp/s", "--module", "a.so",
+      {"--model", "m.xml", "--listen", "127.0.0.1:0", "--socket", "s.sock", "--module", "a.so",
        "--module", "b.so", "--module-dir", "/modules", "--log-level", "verbose"},
       kNowhere);
   ASSERT_TRUE(line.options);
   EXPECT_EQ(line.options->model, "m.xml");
   EXPECT_EQ(line.options->listen, "127.0.0.1:0");
-  EXPECT_EQ(line.options->socket, "/tmp/s");
+  EXPECT_EQ(line.options->socket, "s.sock");
   EXPECT_THAT(line.options->modules, ElementsAre("a.so", "b.so"));
   EXPECT_EQ(line.options->moduleDirectory, "/modules");
   EXPECT_EQ(line.options->logLevel, xo::log::Level::kVerbose);
@@ -39,7 +39,7 @@ TEST(ReadCommandLine, ListensOnLoopbackUnlessToldOtherwise) {
 
 TEST(ReadCommandLine, InsistsOnASocketOnlyWhenItWasNamed) {
   EXPECT_TRUE(readCommandLine({"--model", "m.xml"}, kNowhere).options.value().isSocketOptional);
-  EXPECT_FALSE(readCommandLine({"--model", "m.xml", "--socket", "/tmp/s"}, kNowhere)
+  EXPECT_FALSE(readCommandLine({"--model", "m.xml", "--socket", "s.sock"}, kNowhere)
                    .options.value()
                    .isSocketOptional);
 }

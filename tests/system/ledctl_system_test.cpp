@@ -177,7 +177,7 @@ TEST(Ledctl, SaysWhichRobotItDidNotReachAndWhatToTry) {
     const auto ended = run({ledctlProgram(), "--robot", address, "listGroups"});
     EXPECT_EQ(ended.status, 3);
     EXPECT_EQ(ended.out, "");
-    EXPECT_THAT(ended.err, AllOf(HasSubstr(address), HasSubstr("tavro")));
+    EXPECT_THAT(ended.err, AllOf(HasSubstr(address), HasSubstr("Is a robot running there?")));
   }
 }
 

@@ -2,6 +2,8 @@
 #include <gmock/gmock.h>
 
 #include <csignal>
+#include <fstream>
+#include <iterator>
 #include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
@@ -34,13 +36,21 @@ std::map<std::string, std::vector<double>> seriesOf(const Outcome& watched) {
   return series;
 }
 
+long countOf(const std::string& part, const std::string& text) {
+  long count = 0;
+  for (auto at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
 TEST(Watch, ShowsRedRiseOverOneSecondOnTheFaceAndNothingElse) {
   const Robot robot;
-  Process watcher(robot.ledctlCommand({"--json", "watch", "Face/*", "--for", "4"}));
+  Process watcher(robot.ledctlCommand({"--json", "watch", "Face/*"}));
   watcher.waitForLine("{");
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(robot.ledctl({"--wait", "fadeRGB", "FaceLeds", "red", "1.0"}).status, 0);
   EXPECT_GE(std::chrono::steady_clock::now() - start, 1s);
+  EXPECT_TRUE(eventually([&] { return countOf("\"value\":1.0}", watcher.outputSoFar()) == 16; }));
+  watcher.signal(SIGINT);
   const auto series = seriesOf(watcher.wait());
   EXPECT_EQ(series.size(), 48U);
   for (const auto& [key, values] : series) {
@@ -86,6 +96,20 @@ TEST(Lirae, ScalesItsEarsAndHasNoFeet) {
   EXPECT_FALSE(ears.empty());
   EXPECT_THAT(ears, Each(::testing::EndsWith(" 0.7")));
   EXPECT_THAT(linesOf(robot.ledctl({"listGroups"})), Not(Contains("FeetLeds")));
+}
+
+TEST(OwnModel, LightsTheLedThatWasAddedToAnotherModel) {
+  const TemporaryFolder folder;
+  std::ifstream file("models/vanto.xml");
+  std::string xml{std::istreambuf_iterator<char>(file), {}};
+  const auto end = xml.rfind("</leds>");
+  ASSERT_NE(end, std::string::npos);
+  xml.insert(end, R"(<led short="TailLed" groups="TailLeds">
+      <device name="Tail/Led/White" color="white"/></led>)");
+  const Robot robot(folder.write("own.xml", xml));
+  EXPECT_THAT(linesOf(robot.ledctl({"listLEDs"})), Contains("TailLed"));
+  EXPECT_EQ(robot.ledctl({"on", "TailLeds"}).status, 0);
+  EXPECT_EQ(robot.ledctl({"getIntensity", "Tail/Led/White/Actuator/Value"}).out, "1\n");
 }
 
 TEST(Minimal, LightsItsOnlyLed) {
