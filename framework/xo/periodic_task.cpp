@@ -9,7 +9,6 @@
 #include <thread>
 
 #include "framework/xo/call.h"
-#include "framework/xo/error.h"
 #include "framework/xo/clock.h"
 #include "framework/xo/error.h"
 #include "framework/xo/log.h"
@@ -120,12 +119,14 @@ struct PeriodicTask::State {
     }
   }
 
-  void join(Lock& lock) {
-    if (!thread.joinable()) return;
-    std::thread ended = std::move(thread);
-    lock.unlock();
-    ended.join();
-    lock.lock();
+  // Joins threads that have served their last run; another may come and go meanwhile.
+  void joinEnded(Lock& lock) {
+    while (!hasThread && thread.joinable()) {
+      std::thread ended = std::move(thread);
+      lock.unlock();
+      ended.join();
+      lock.lock();
+    }
   }
 };
 
@@ -156,7 +157,7 @@ void PeriodicTask::setCallback(std::function<void()> callback) {
 void PeriodicTask::start(bool immediate) {
   Ending* const ending = CallScope::currentEnding();
   State::Lock lock(fState->mutex);
-  if (!fState->hasThread) fState->join(lock);  // of an earlier run; others may start meanwhile
+  fState->joinEnded(lock);
   if (fState->isWanted) return;
   if (!fState->settings.callback || !*fState->settings.callback) {
     throw std::logic_error("A periodic task without a callback cannot start");
@@ -170,15 +171,17 @@ void PeriodicTask::start(bool immediate) {
 }
 
 void PeriodicTask::stop() {
+  std::shared_ptr<const State::Callback> unserved;  // released after the lock
   State::Lock lock(fState->mutex);
   const std::uint64_t run = fState->wanted;
   fState->isWanted = false;
+  unserved.swap(fState->current.callback);
   clock().notifyAll(fState->wake);
   if (fState->isOwnThread()) return;
   while (fState->hasThread && fState->served <= run) {
     clock().waitUntil(lock, fState->wake, kNever);
   }
-  if (!fState->hasThread) fState->join(lock);
+  fState->joinEnded(lock);
 }
 
 bool PeriodicTask::isRunning() const {
