@@ -33,20 +33,19 @@ TEST(EventLoopPost, StartsWorkInTheOrderOfPosting) {
 }
 
 TEST(EventLoopPost, LetsPiecesOverlapOnSeveralThreads) {
-  EventLoop loop("test", 2);
   std::promise<void> first;
   std::promise<void> second;
-  auto bothRun = std::async(std::launch::async, [&] {
-    loop.post([&] {
-      first.set_value();
-      second.get_future().wait();
-    });
-    loop.post([&] {
-      first.get_future().wait();
-      second.set_value();
-    });
+  EventLoop loop("test", 2);
+  const auto waits = loop.async([&] {
+    first.set_value();
+    second.get_future().wait();
   });
-  bothRun.wait();  // the loop's destruction waits for both; one thread alone would never end
+  const auto answers = loop.async([&] {
+    first.get_future().wait();
+    second.set_value();
+  });
+  EXPECT_TRUE(waits.wait());  // one thread alone would never come to the second piece
+  EXPECT_TRUE(answers.wait());
 }
 
 TEST(EventLoopPost, LogsWhatAPieceThrowsAndGoesOn) {
