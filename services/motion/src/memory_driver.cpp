@@ -1,0 +1,21 @@
+#include "services/motion/src/memory_driver.h"
+
+#include <utility>
+
+namespace HB {
+
+MemoryDriver::MemoryDriver(std::shared_ptr<HBMemoryProxy> memory,
+                           const std::vector<std::string>& keys)
+    : fMemory(std::move(memory)), fHandles(fMemory->floatHandles(keys)) {}
+
+std::string MemoryDriver::name() const { return "memory"; }
+
+void MemoryDriver::write(const std::vector<int>& channels, const std::vector<float>& values) {
+  fWrittenHandles.resize(channels.size());
+  for (std::size_t i = 0; i < channels.size(); ++i) {
+    fWrittenHandles[i] = fHandles[static_cast<std::size_t>(channels[i])];
+  }
+  fMemory->writeFloats(fWrittenHandles, values);
+}
+
+}  // namespace HB
