@@ -71,6 +71,16 @@ TEST(Tavro, EndsWithinTwoSecondsWhileACallSleepsForAnHour) {
   EXPECT_NE(caller.wait().status, 0);
 }
 
+TEST(Tavro, EndsAtOnceOnTheSecondSignal) {
+  Robot robot(kVanto, {"--module", testModule("standing_module")});
+  const Process caller(robot.ledctlCommand({"--service", "Standing", "hang", "3600"}));
+  std::this_thread::sleep_for(100ms);
+  robot.process().signal(SIGINT);
+  EXPECT_THROW(robot.process().wait(1s), std::runtime_error);
+  robot.process().signal(SIGINT);
+  EXPECT_EQ(robot.process().wait(1s).status, 130);
+}
+
 TEST(Tavro, EndsWithinTwoSecondsWithClientsThatWatch) {
   Robot robot;
   Process watcher(robot.ledctlCommand({"watch", "Face/*"}));
@@ -123,28 +133,51 @@ TEST(Tavro, TellsWhatAModulePrintedThatCouldNotStart) {
                                   "while trying to create module Printing: no ink\n"));
 }
 
-TEST(Tavro, RefusesAModelThatIsNoneInOneLine) {
+std::string ledModel(const std::string& leds) {
+  return "<robot name=\"T\" version=\"1\">\n<leds groups=\"AllLeds\">\n" + leds +
+         "</leds>\n</robot>\n";
+}
+
+TEST(Tavro, RefusesABrokenModelInOneLine) {
   struct Case {
-    std::string file;
+    std::string name;
     std::string content;
+    std::string complaint;  // after the file's name
   };
+  const std::string device = R"(<device name="A/Led/Red" color="red"/>)";
+  std::string nested = "<led short=\"A\">" + device + "</led>";
+  for (int depth = 0; depth < 65; ++depth) nested = "<leds groups=\"G\">" + nested + "</leds>";
   const std::vector<Case> cases{
-      {"empty.xml", ""},
-      {"text.xml", "a robot, please"},
-      {"cut.xml", "<robot name=\"x\"><led"},
-      {"doctype.xml", "<!DOCTYPE x [<!ENTITY a \"b\">]><robot name=\"x\"/>"},
-      {"binary.xml", std::string("\0\x01\xff\xfe", 4)},
+      {"empty.xml", "", ""},
+      {"text.xml", "a robot, please", ""},
+      {"cut.xml", "<robot name=\"x\"><led", ""},
+      {"doctype.xml", "<!DOCTYPE x [<!ENTITY a \"b\">]><robot name=\"x\"/>", ":1: "},
+      {"binary.xml", std::string("\0\x01\xff\xfe", 4), ""},
+      {"nan.xml", ledModel("<led short=\"A\" x=\"nan\" y=\"0\">" + device + "</led>"),
+       ":3: x=\"nan\""},
+      {"colour.xml", ledModel(R"(<led short="A"><device name="A" color="pink"/></led>)"),
+       ":3: color=\"pink\" is unknown; allowed: red, green, blue"},
+      {"nested.xml", ledModel(nested), ":3: elements are nested deeper than 64"},
   };
   const TemporaryFolder folder;
-  for (const auto& [name, content] : cases) {
+  for (const auto& [name, content, complaint] : cases) {
     const auto file = folder.write(name, content);
     const auto ended = run(robotCommand(file, folder.file("s"), {"--log-level", "silent"}));
     EXPECT_EQ(ended.status, 1) << name;
     EXPECT_THAT(ended.err,
-                AllOf(StartsWith("tavro: module robotmodel cannot start: "), HasSubstr(file)));
+                StartsWith("tavro: module robotmodel cannot start: " + file + complaint));
     EXPECT_EQ(linesOf(ended.err), 1) << ended.err;
     EXPECT_THAT(ended.out, Not(HasSubstr("ready")));
   }
+}
+
+TEST(Tavro, EndsARobotWithoutLedsWithTheLedServicesOwnText) {
+  const TemporaryFolder folder;
+  const auto file = folder.write("none.xml", ledModel(""));
+  const auto ended = run(robotCommand(file, folder.file("s"), {"--log-level", "silent"}));
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_THAT(ended.err, StartsWith("tavro: module leds cannot start: HBLeds could not be started: "
+                                    "No LED defined for this robot model: "));
 }
 
 TEST(Tavro, RefusesAModelThatIsNotThere) {

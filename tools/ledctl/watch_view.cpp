@@ -21,6 +21,10 @@ std::string shortName(std::string_view key) {
   return std::string(key);
 }
 
+std::string_view leadingDigits(std::string_view text) {
+  return text.substr(0, std::min(text.find_first_not_of("0123456789"), text.size()));
+}
+
 int byteOf(const std::optional<float>& channel) {
   const float value = channel.value_or(0.0F);
   return std::isnan(value) ? 0 : static_cast<int>(std::lround(std::clamp(value, 0.0F, 1.0F) * 255));
@@ -78,6 +82,26 @@ std::optional<LedKey> ledOf(std::string_view key) {
     start = end + 1;
   }
   return std::nullopt;
+}
+
+bool NaturalOrder::operator()(std::string_view a, std::string_view b) const {
+  const std::string_view wholeA = a;
+  const std::string_view wholeB = b;
+  while (!a.empty() && !b.empty()) {
+    const std::string_view digitsA = leadingDigits(a);
+    const std::string_view digitsB = leadingDigits(b);
+    if (!digitsA.empty() && !digitsB.empty()) {
+      if (digitsA.size() != digitsB.size()) return digitsA.size() < digitsB.size();
+      if (digitsA != digitsB) return digitsA < digitsB;
+      a.remove_prefix(digitsA.size());
+      b.remove_prefix(digitsB.size());
+    } else {
+      if (a.front() != b.front()) return a.front() < b.front();
+      a.remove_prefix(1);
+      b.remove_prefix(1);
+    }
+  }
+  return a.size() != b.size() ? a.size() < b.size() : wholeA < wholeB;
 }
 
 void ScreenView::show(const remote::WatchBatch& batch) {

@@ -39,6 +39,11 @@ struct LedKey {
 /// Nothing for a key that names no colour.
 std::optional<LedKey> ledOf(std::string_view key);
 
+/// Orders names as people do: digits as numbers, "9Deg" before "45Deg".
+struct NaturalOrder {
+  bool operator()(std::string_view a, std::string_view b) const;
+};
+
 /// One row an LED with its colour as a true-colour swatch, one row a value of any other kind. Rows
 /// beyond the terminal's height are counted instead.
 class ScreenView final : public WatchView {
@@ -61,7 +66,7 @@ class ScreenView final : public WatchView {
 
   std::ostream& fOut;
   const std::function<Size()> fSize;
-  std::map<std::string, Row> fRows;
+  std::map<std::string, Row, NaturalOrder> fRows;
   int fDrawnLines = 0;
 };
 

@@ -1,5 +1,7 @@
 // A module that stands at once, with calls that take long.
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "framework/hb/module_factory.h"
 #include "framework/xo/os.h"
@@ -19,6 +21,9 @@ class Standing final : public HB::HBModule {
     functionName("nap", "Standing", "Sleeps, whoever asks it to stop.");
     addParam("seconds", "Duration of the sleep.");
     advertiseMethod(this, &Standing::nap);
+    functionName("hang", "Standing", "Sleeps where nobody can end it.");
+    addParam("seconds", "Duration of the sleep.");
+    advertiseMethod(this, &Standing::hang);
   }
 
   int answer() { return 42; }
@@ -28,6 +33,7 @@ class Standing final : public HB::HBModule {
   }
   int stops() { return fStops; }
   void nap(const int& seconds) { xo::os::msleep(seconds * 1000); }
+  void hang(const int& seconds) { std::this_thread::sleep_for(std::chrono::seconds(seconds)); }
 
  private:
   std::atomic<int> fStops{0};

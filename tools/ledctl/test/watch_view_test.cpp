@@ -39,6 +39,16 @@ TEST(LineView, WritesOneObjectAValueAsJson) {
   EXPECT_EQ(out.str(), "{\"key\":\"a\\\"\",\"value\":1.0}\n");
 }
 
+TEST(NaturalOrder, TakesDigitsAsNumbers) {
+  const NaturalOrder isBefore;
+  EXPECT_TRUE(isBefore("Left/9Deg", "Left/45Deg"));
+  EXPECT_TRUE(isBefore("Left/45Deg", "Right/0Deg"));
+  EXPECT_TRUE(isBefore("a1b2", "a1b10"));
+  EXPECT_TRUE(isBefore("a", "a1"));
+  EXPECT_FALSE(isBefore("a", "a"));
+  EXPECT_NE(isBefore("a01", "a1"), isBefore("a1", "a01"));
+}
+
 TEST(ScreenView, ShowsAnLedWithItsColourInOneRow) {
   std::ostringstream out;
   ScreenView view(out, [] { return ScreenView::Size{24, 80}; });
