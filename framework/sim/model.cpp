@@ -76,7 +76,7 @@ std::vector<const LEDActuator*> Model::ledActuators(const std::string& filter) c
 
 std::string Model::prettyName(int detail) const {
   if (detail <= 0) return fContent->name;
-  const std::string name = joined(fContent->name, fContent->version);
+  std::string name = joined(fContent->name, fContent->version);
   if (detail == 1) return name;
   const auto config = [this](const std::string& key) {
     const auto found = fContent->config.find(key);

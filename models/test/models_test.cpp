@@ -2,12 +2,11 @@
 #include <gmock/gmock.h>
 
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <set>
-#include <sstream>
 
 #include "framework/sim/model.h"
+#include "models/test/content.h"
 
 namespace {
 
@@ -20,14 +19,6 @@ using testing::Key;
 using testing::Le;
 using testing::Not;
 using testing::SizeIs;
-
-std::string contentOf(const std::filesystem::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  EXPECT_TRUE(file) << path;
-  std::ostringstream content;
-  content << file.rdbuf();
-  return content.str();
-}
 
 using Names = std::map<std::string, std::set<std::string>>;
 
