@@ -1,5 +1,6 @@
 #include "remote/client/robot_client.h"
 
+#include <grpc/grpc.h>
 #include <grpcpp/grpcpp.h>
 
 #include <algorithm>
@@ -36,6 +37,9 @@ void requireUtf8(const std::string& text, const char* what) {
 }
 
 std::shared_ptr<grpc::Channel> makeChannel(const Address& address, const std::string& clientName) {
+  // Stays initialised: ending the library with its last user may take ten seconds.
+  static const bool isInitialised = (grpc_init(), true);
+  (void)isInitialised;
   grpc::ChannelArguments args;
   args.SetUserAgentPrefix(clientName);
   args.SetMaxReceiveMessageSize(-1);

@@ -1,5 +1,6 @@
 #include "remote/server/server.h"
 
+#include <grpc/grpc.h>
 #include <grpc/support/log.h>
 #include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/grpcpp.h>
@@ -41,6 +42,8 @@ void logOfLibrary(gpr_log_func_args* message) {
 
 void prepareLibrary() {
   static const bool isDone = [] {
+    // Stays initialised: ending the library with its last user may take ten seconds.
+    grpc_init();
     gpr_set_log_function(&logOfLibrary);
     grpc::EnableDefaultHealthCheckService(true);
     grpc::reflection::InitProtoReflectionServerBuilderPlugin();

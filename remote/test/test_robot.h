@@ -1,0 +1,122 @@
+// A robot for tests: a session with one small service and a memory, behind a real server on a free
+// port and a Unix socket of its own.
+#pragma once
+
+#include <stdlib.h>
+
+#include <atomic>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "access/access.h"
+#include "access/test/fake_memory.h"
+#include "remote/client/robot_client.h"
+#include "remote/server/server.h"
+
+namespace remote {
+
+/// Waits in real time for something that must come soon; false after ten seconds.
+inline bool comesTrue(const std::function<bool()>& condition) {
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!condition()) {
+    if (std::chrono::steady_clock::now() > end) return false;
+    std::this_thread::yield();
+  }
+  return true;
+}
+
+class TemporaryDirectory {
+ public:
+  TemporaryDirectory() {
+    std::string pattern = (std::filesystem::temp_directory_path() / "robot-XXXXXX").string();
+    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+    fPath = pattern;
+  }
+  ~TemporaryDirectory() { std::filesystem::remove_all(fPath); }
+  TemporaryDirectory(const TemporaryDirectory&) = delete;
+  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
+  std::string file(const std::string& name) const { return (fPath / name).string(); }
+
+ private:
+  std::filesystem::path fPath;
+};
+
+class TestRobot {
+ public:
+  explicit TestRobot(door::Limits limits = {}) : access(session, limits) {
+    publish();
+    Server::Options options;
+    options.listen = "127.0.0.1:0";
+    options.unixPath = directory.file("robot.sock");
+    options.softwareVersion = "1.2.3";
+    server = std::make_unique<Server>(access, options);
+  }
+  ~TestRobot() { stopAll = true; }
+
+  std::string unixAddress() const { return "unix:" + server->unixPath(); }
+  std::unique_ptr<RobotClient> connect(const std::string& name = "tester") const {
+    return RobotClient::connect(server->tcpAddress(), {name, std::chrono::seconds(5)});
+  }
+  void awaitInside(int count) const {
+    if (!comesTrue([&] { return inside == count; })) throw std::runtime_error("not inside");
+  }
+
+  TemporaryDirectory directory;
+  std::shared_ptr<xo::Session> session = std::make_shared<xo::Session>();
+  door::FakeMemory memory{*session};
+  xo::Promise<HB::HBValue> later;
+  std::atomic<int> inside{0};        ///< calls in "stay" and "insist"
+  std::atomic<int> stopped{0};       ///< calls that saw their stop
+  std::atomic<bool> stopAll{false};  ///< ends calls of "insist", which do not look at their stop
+  std::unique_ptr<xo::Session::Registration> registration;
+  door::Access access;
+  std::unique_ptr<Server> server;
+
+ private:
+  template <class Sig, class F>
+  static void add(xo::ObjectBuilder& builder, const std::string& name, F function) {
+    builder.add(xo::makeMethod<Sig>({name, "", {}, {}, {}}, std::move(function)));
+  }
+
+  void publish() {
+    using HB::HBValue;
+    xo::ObjectBuilder builder;
+    builder.setDescription("For tests. \nTwo lines.");
+    builder.add(xo::makeMethod<std::string(const std::string&, float)>(
+        {"name",
+         "Names a kind.",
+         {{"text", "A text."}, {"number", "A number."}, {"ghost", "No such argument."}},
+         xo::NamedText{"kind", "What was called."},
+         {{"python", "# Example\nproxy.name('a', 1.0)\n"}, {"c++", "// Example\n"}}},
+        [](const std::string& text, const float&) { return "text and float " + text; }));
+    add<std::string(const std::string&, int)>(
+        builder, "name",
+        [](const std::string& text, const int&) { return "text and int " + text; });
+    add<std::string(const std::string&, const std::string&)>(
+        builder, "name", [](const std::string&, const std::string&) { return "two texts"; });
+    add<HBValue(const HBValue&)>(builder, "echo", [](const HBValue& value) { return value; });
+    add<void()>(builder, "nothing", [] {});
+    add<void(const std::string&, const std::string&)>(
+        builder, "fail", [](const std::string& kind, const std::string& text) {
+          std::rethrow_exception(xo::makeException(kind, text));
+        });
+    add<xo::Future<HBValue>()>(builder, "later", [this] { return later.future(); });
+    add<void()>(builder, "stay", [this] {
+      ++inside;
+      while (!xo::CallScope::current()->isStopRequested()) std::this_thread::yield();
+      ++stopped;
+      --inside;
+    });
+    add<void()>(builder, "insist", [this] {
+      ++inside;
+      while (!stopAll) std::this_thread::yield();
+      --inside;
+    });
+    registration = session->registerService("Test", std::move(builder));
+  }
+};
+
+}  // namespace remote

@@ -1,0 +1,143 @@
+// Watches over real sockets.
+#include <gmock/gmock.h>
+#include <grpcpp/grpcpp.h>
+
+#include "access/memory_watch.h"
+#include "remote/test/test_robot.h"
+#include "tavro/v1/robot.grpc.pb.h"
+
+namespace remote {
+namespace {
+
+using Fault = RemoteError::Fault;
+using HB::HBValue;
+using testing::ElementsAre;
+using testing::Pair;
+
+TEST(Watch, FirstASnapshotThenOnlyWhatChanged) {
+  TestRobot robot;
+  robot.memory.insert("Face/Red", 0.0f);
+  robot.memory.insert("Ear/Blue", 0.0f);
+  std::vector<WatchBatch> batches;
+  robot.connect()->watch("Face", [&](const WatchBatch& batch) {
+    batches.push_back(batch);
+    robot.memory.insert("Ear/Blue", 0.5f);
+    robot.memory.insert("Face/Red", 0.5f);
+    return batches.size() < 3;
+  });
+  ASSERT_EQ(batches.size(), 3u);
+  EXPECT_TRUE(batches[0].isSnapshot);
+  EXPECT_THAT(batches[0].items, ElementsAre(Pair("Face/Red", HBValue(0.0f))));
+  EXPECT_FALSE(batches[1].isSnapshot);
+  EXPECT_THAT(batches[1].items, ElementsAre(Pair("Face/Red", HBValue(0.5f))));
+}
+
+TEST(Watch, ASnapshotOfNothingComesToo) {
+  TestRobot robot;
+  bool isEmpty = false;
+  robot.connect()->watch("x", [&](const WatchBatch& batch) {
+    isEmpty = batch.isSnapshot && batch.items.empty();
+    return false;
+  });
+  EXPECT_TRUE(isEmpty);
+}
+
+TEST(Watch, AnythingFromNowhereToHugeArrivesWhole) {
+  TestRobot robot;
+  const std::string filler(200, 'k');
+  for (int i = 0; i < 20000; ++i) robot.memory.insert(std::to_string(i) + filler, i);
+  std::size_t items = 0;
+  robot.connect()->watch("", [&](const WatchBatch& batch) {
+    items = batch.items.size();
+    return false;
+  });
+  EXPECT_EQ(items, 20000u);
+}
+
+TEST(Watch, KeysThatAreNotUtf8ArriveWithTheBadBytesReplaced) {
+  TestRobot robot;
+  robot.memory.insert("bad \xFF key", HBValue("bad \xFF value"));
+  robot.connect()->watch("", [&](const WatchBatch& batch) {
+    EXPECT_THAT(batch.items, ElementsAre(Pair("bad \xEF\xBF\xBD key", HBValue("bad \xFF value"))));
+    return false;
+  });
+}
+
+TEST(Watch, FastChangesAreMergedIntoOneMessageATick) {
+  TestRobot robot;
+  robot.memory.insert("a", 0);
+  std::atomic<bool> isOver{false};
+  std::thread writer([&] {
+    for (int i = 1; !isOver; ++i) robot.memory.insert("a", i);
+  });
+  int batches = 0;
+  const auto start = std::chrono::steady_clock::now();
+  robot.connect()->watch("a", [&](const WatchBatch&) { return ++batches < 6; });
+  const auto time = std::chrono::steady_clock::now() - start;
+  isOver = true;
+  writer.join();
+  EXPECT_GE(time, 4 * door::kWatchTick);  // between the second and the sixth
+}
+
+TEST(Watch, ACancelledWatchEndsAndIsForgotten) {
+  TestRobot robot;
+  CancelToken token;
+  try {
+    robot.connect()->watch(
+        "",
+        [&](const WatchBatch&) {
+          token.cancel();
+          return true;
+        },
+        token);
+    FAIL() << "nothing was thrown";
+  } catch (const RemoteError& error) {
+    EXPECT_EQ(error.fault(), Fault::kCancelled);
+  }
+  EXPECT_TRUE(comesTrue([&] { return robot.memory.subscriptions() == 0; }));
+}
+
+TEST(Watch, AReaderThatNeverReadsCostsAFewReadsOfTheMemoryAndGetsTheLastValue) {
+  TestRobot robot;
+  const std::string filler(60000, 'x');
+  robot.memory.insert("a", filler);
+  const auto channel =
+      grpc::CreateChannel(robot.server->tcpAddress(), grpc::InsecureChannelCredentials());
+  const auto stub = tavro::v1::Robot::NewStub(channel);
+  grpc::ClientContext context;
+  const auto reader = stub->Watch(&context, {});
+  ASSERT_TRUE(comesTrue([&] { return robot.memory.reads() > 0; }));
+  // Far more than the windows of the connection hold, until nothing is asked for any more.
+  int reads = 0;
+  for (int quiet = 0; quiet < 10;) {
+    robot.memory.insert("a", filler + std::to_string(reads));
+    const auto tick = std::chrono::steady_clock::now() + 2 * door::kWatchTick;
+    while (std::chrono::steady_clock::now() < tick) std::this_thread::yield();
+    quiet = robot.memory.reads() == reads ? quiet + 1 : 0;
+    reads = robot.memory.reads();
+    ASSERT_LT(reads, 300) << "the robot buffers without end";
+  }
+  robot.memory.insert("a", "last");
+  tavro::v1::WatchReply reply;
+  std::string seen;
+  while (seen != "last" && reader->Read(&reply)) {
+    if (!reply.items().empty()) seen = reply.items(0).value().text();
+  }
+  EXPECT_EQ(seen, "last");
+  context.TryCancel();
+}
+
+TEST(Watch, WithoutAMemoryItIsRefused) {
+  TestRobot robot;
+  robot.memory.close();
+  try {
+    robot.connect()->watch("", [](const WatchBatch&) { return true; });
+    FAIL() << "nothing was thrown";
+  } catch (const RemoteError& error) {
+    EXPECT_EQ(error.fault(), Fault::kRefused);
+    EXPECT_STREQ(error.what(), "There is no service 'HBMemory'; there are Test");
+  }
+}
+
+}  // namespace
+}  // namespace remote
