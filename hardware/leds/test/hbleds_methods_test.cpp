@@ -37,7 +37,7 @@ const std::vector<xo::NamedText> kChannels{kName,
 std::vector<Row> expectedRows() {
   return {
       {"createGroup",
-       "(string, list<string>) -> void",
+       "(string, list<string>)",
        {{"groupName", "The name of the group."},
         {"ledNames", "A vector of the names of the LEDs in the group."}},
        {},
@@ -80,13 +80,13 @@ std::vector<Row> expectedRows() {
        {},
        "Sets the color of an RGB led. This private method allows to use ChestLeds."},
       {"reset",
-       "(string) -> void",
+       "(string)",
        {{"name", "The name of the LED or Group (for now, only \"AllLeds\" are implemented)."}},
        {},
        "Resets the state of the leds to default (for ex, eye LEDs are white and fully on by "
        "default)."},
       {"_setIntensityRatio",
-       "(string, float) -> void",
+       "(string, float)",
        {kName, {"intensity", "The intensity ratio between 0.6 and 1."}},
        {},
        "Sets an intensity ratio for the leds. If the leds are asked to be set to a specific "
@@ -120,24 +120,24 @@ std::vector<Row> expectedRows() {
        "Lists available group names.",
        true},
       {"off",
-       "(string) -> void",
+       "(string)",
        {kName},
        {},
        "Switch to a minimum intensity a LED or Group of LEDs.",
        true},
       {"on",
-       "(string) -> void",
+       "(string)",
        {kName},
        {},
        "Switch to a maximum intensity a LED or Group of LEDs.",
        true},
       {"setIntensity",
-       "(string, float) -> void",
+       "(string, float)",
        {kName, kIntensity},
        {},
        "Sets the intensity of a LED or Group of LEDs."},
       {"_setAnyLedIntensity",
-       "(string, float) -> void",
+       "(string, float)",
        {kName, kIntensity},
        {},
        "Sets the intensity of a LED or Group of LEDs (even chest LED)."},
@@ -205,8 +205,10 @@ TEST(MethodTable, HasAPythonAndACppExampleWhereItHasAny) {
     EXPECT_TRUE(std::regex_search(examples[1].text, std::regex("^// Example showing [^\n]+\n.")));
     for (const auto& example : examples) {
       EXPECT_EQ(example.text.back(), '\n');
-      EXPECT_THAT(example.text, HasSubstr("proxy." + rows[i].name + "("));
     }
+    EXPECT_THAT(examples[0].text, HasSubstr("proxy." + rows[i].name + "("));
+    EXPECT_THAT(examples[1].text, HasSubstr("proxy.call"));
+    EXPECT_THAT(examples[1].text, HasSubstr("(\"" + rows[i].name + "\""));
   }
 }
 
@@ -221,11 +223,12 @@ TEST(MethodTable, ShowsInItsExamplesTheNamesAndValuesThatTheyAreAbout) {
   };
   for (const std::size_t language : {0u, 1u}) {
     EXPECT_THAT(example("fade", language), HasSubstr("\"LeftEye\""));
-    EXPECT_THAT(example("fade", language), HasSubstr("proxy.fade(name, intensity, duration)"));
     EXPECT_THAT(example("listGroup", language), HasSubstr("AllLeds"));
     EXPECT_THAT(example("off", language), HasSubstr("FaceLeds"));
     EXPECT_THAT(example("on", language), HasSubstr("FaceLeds"));
   }
+  EXPECT_THAT(example("fade", 0), HasSubstr("proxy.fade(name, intensity, duration)"));
+  EXPECT_THAT(example("fade", 1), HasSubstr("(\"fade\", name, intensity, duration)"));
   EXPECT_THAT(example("fade", 0), HasSubstr("0.5"));
   EXPECT_THAT(example("fade", 0), HasSubstr("1.0"));
   EXPECT_THAT(example("fade", 1), HasSubstr("float intensity = 0.5f;"));
@@ -299,12 +302,12 @@ TEST(PublishedMethods, AllDoTheirWorkThroughVariants) {
     return callDynamic(robot, method, args).value.toText();
   };
   callDynamic(robot, "createGroup", {"G", HBValue::list({"Ear1", "Brain"})});
-  EXPECT_EQ(text("listGroup", {"G"}), "[\"" + small::kEar1 + "\",\"" + small::kBrain + "\"]");
+  EXPECT_EQ(text("listGroup", {"G"}), "[\"" + small::kEar1 + "\", \"" + small::kBrain + "\"]");
   EXPECT_EQ(text("listLED", {"Ear1"}), "[\"" + small::kEar1 + "\"]");
   EXPECT_EQ(text("getIntensity", {"Ear1"}), "[0.25]");
   EXPECT_EQ(text("getIntensity", {small::kEar1}), "0.25");
-  EXPECT_THAT(callDynamic(robot, "listLEDs", {}).value.toList(), ::testing::SizeIs(8));
-  EXPECT_THAT(callDynamic(robot, "listGroups", {}).value.toList(), ::testing::SizeIs(10));
+  EXPECT_THAT(callDynamic(robot, "listLEDs", {}).value.toList(), ::testing::SizeIs(9));
+  EXPECT_THAT(callDynamic(robot, "listGroups", {}).value.toList(), ::testing::SizeIs(11));
 
   callDynamic(robot, "_setIntensityRatio", {"Ear1", 0.5F});
   callDynamic(robot, "on", {"Ear1"});

@@ -5,6 +5,7 @@
 
 #include "framework/sim/model.h"
 #include "framework/xo/call.h"
+#include "framework/xo/event_loop.h"
 #include "hardware/leds/test/support/errors.h"
 #include "hardware/leds/test/support/leds_access.h"
 #include "hardware/leds/test/support/robot.h"
@@ -130,12 +131,13 @@ TEST(HBLedsConstruction, WaitsOneMinuteForTheMotionObjectAndThenStartsWithoutIt)
   xo::ManualClock clock;
   xo::Promise<xo::Object> never;
   const auto announced = around.session->announceService("HBMotion", never.future());
+  const auto delays = xo::getEventLoop().pendingDelays();
   bool hasMotion = true;
   Beside made([&] {
     const auto leds = std::make_shared<HBLeds>(around.broker);
     hasMotion = static_cast<bool>(LedsAccess(*leds).fMotion());
   });
-  clock.awaitSleepers(1);
+  ASSERT_TRUE(becomesTrue([&] { return xo::getEventLoop().pendingDelays() > delays; }));
   clock.advance(milliseconds(59999));
   EXPECT_THAT(around.log.texts("HBLeds"), ElementsAre("Waiting for HBMotion..."));
   clock.advance(milliseconds(1));

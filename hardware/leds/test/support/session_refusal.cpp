@@ -11,12 +11,12 @@ const std::string* gRefusal = nullptr;
 }  // namespace
 
 // The linker's names of the two ends of the detour (-Wl,--wrap=_ZNK2HB8HBBroker10getSessionEv).
-extern "C" std::shared_ptr<xo::Session> realGetSession(const HB::HBBroker* broker) asm(
+std::shared_ptr<xo::Session> realGetSession(const HB::HBBroker* broker) asm(
     "__real__ZNK2HB8HBBroker10getSessionEv");
-extern "C" std::shared_ptr<xo::Session> wrappedGetSession(const HB::HBBroker* broker) asm(
+std::shared_ptr<xo::Session> wrappedGetSession(const HB::HBBroker* broker) asm(
     "__wrap__ZNK2HB8HBBroker10getSessionEv");
 
-extern "C" std::shared_ptr<xo::Session> wrappedGetSession(const HB::HBBroker* broker) {
+std::shared_ptr<xo::Session> wrappedGetSession(const HB::HBBroker* broker) {
   if (gRefusal != nullptr) throw HB::HBError(*gRefusal);
   return realGetSession(broker);
 }
