@@ -89,6 +89,6 @@ std::string Model::prettyName(int detail) const {
 
 const std::map<std::string, std::string>& Model::config() const { return fContent->config; }
 
-const std::vector<std::string>& Model::warnings() const { return fContent->warnings; }
+const std::vector<Warning>& Model::warnings() const { return fContent->warnings; }
 
 }  // namespace Sim

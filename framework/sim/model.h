@@ -86,6 +86,13 @@ std::string_view colorName(LEDActuator::Color color) noexcept;
 /// "circle", ...
 std::string_view shapeName(Shape::Kind kind) noexcept;
 
+/// Something odd in a model text that is accepted.
+struct Warning {
+  int line = 0;      // from 1; 0 when it is about no line
+  std::string text;  // one line
+  bool operator==(const Warning&) const = default;
+};
+
 namespace detail {
 struct ModelContent;
 }
@@ -115,9 +122,9 @@ class Model {
   std::string prettyName(int detail) const;
   /// Configuration keys and values, as `configMapFromXml`.
   const std::map<std::string, std::string>& config() const;
-  /// Oddities that are accepted (a device listed twice, an empty name), a line each, beginning with
-  /// "line 12: "; at most a hundred, then one that tells how many more.
-  const std::vector<std::string>& warnings() const;
+  /// Oddities that are accepted (a device listed twice, an empty name); at most a hundred, then one
+  /// that tells how many more.
+  const std::vector<Warning>& warnings() const;
 
  private:
   std::unique_ptr<const detail::ModelContent> fContent;

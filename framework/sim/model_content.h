@@ -16,7 +16,7 @@ struct ModelContent {
   std::string version;
   std::map<std::string, std::string> config;
   std::deque<LEDActuator> leds;  // in the order of the file; addresses stay
-  std::vector<std::string> warnings;
+  std::vector<Warning> warnings;
 };
 
 /// Reads a whole model. Errors: ModelError. Takes time and memory in proportion to the text and the

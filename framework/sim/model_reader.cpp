@@ -54,8 +54,8 @@ class Reader {
       }
     }
     if (fSuppressedWarnings > 0) {
-      fContent.warnings.push_back("and " + std::to_string(fSuppressedWarnings) +
-                                  " more warnings of these kinds");
+      fContent.warnings.push_back(
+          {0, "and " + std::to_string(fSuppressedWarnings) + " more warnings of these kinds"});
     }
   }
 
@@ -102,7 +102,7 @@ class Reader {
       ++fSuppressedWarnings;
       return;
     }
-    fContent.warnings.push_back("line " + std::to_string(element.GetLineNum()) + ": " + text);
+    fContent.warnings.push_back({element.GetLineNum(), text});
   }
 
   void xExpectEmpty(const XMLElement& element) {

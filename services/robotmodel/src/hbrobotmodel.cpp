@@ -37,7 +37,8 @@ std::string HBRobotModel::getPrettyName() const { return fFile.model().prettyNam
 
 void HBRobotModel::xLogWarnings() const {
   for (const auto& warning : fFile.model().warnings()) {
-    kLog.warning(fFile.path() + ": " + warning);
+    const auto line = warning.line > 0 ? ":" + std::to_string(warning.line) : std::string();
+    kLog.warning(fFile.path() + line + ": " + warning.text);
   }
 }
 

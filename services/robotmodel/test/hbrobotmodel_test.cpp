@@ -142,8 +142,8 @@ TEST_F(HBRobotModelTest, LogsOdditiesOfTheModelAsWarnings) {
   make(
       "<robot name=\"\"><leds><led short=\"s\">\n<device name=\"\" "
       "color=\"red\"/></led></leds></robot>");
-  EXPECT_THAT(lines, ElementsAre(file->path() + ": line 1: the robot's name is empty",
-                                 file->path() + ": line 2: the name of a device is empty"));
+  EXPECT_THAT(lines, ElementsAre(file->path() + ":1: the robot's name is empty",
+                                 file->path() + ":2: the name of a device is empty"));
   EXPECT_THAT(memory->values,
               ElementsAre(Pair("Device/SubDeviceList//Actuator/Value", HBValue(0.0f))));
 }
