@@ -113,7 +113,8 @@ void Store::xMatch(Subscription& subscription, Place place, const std::string& k
 
 Store::Wakes Store::xCollectWakes(std::span<const int> written) {
   Wakes wakes;
-  for (const auto& [number, subscription] : fSubscriptions) {
+  for (const auto& entry : fSubscriptions) {
+    const auto& subscription = entry.second;
     if (subscription->isDirty) continue;
     subscription->isDirty = std::any_of(written.begin(), written.end(), [&](int handle) {
       const auto place = static_cast<Place>(handle);
