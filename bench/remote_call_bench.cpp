@@ -17,6 +17,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <map>
 #include <memory>
 #include <stdexcept>
@@ -78,15 +79,15 @@ void serveRobot() {
   door::Access access(session);
   remote::Server::Options options;
   options.listen = "127.0.0.1:0";
-  char pattern[] = "/tmp/remote-call-bench-XXXXXX";
-  if (::mkdtemp(pattern) == nullptr) throw std::runtime_error("mkdtemp failed");
-  options.unixPath = std::string(pattern) + "/robot.sock";
+  std::string folder = std::filesystem::temp_directory_path() / "remote-call-bench-XXXXXX";
+  if (::mkdtemp(folder.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
+  options.unixPath = folder + "/robot.sock";
   {
     remote::Server server(access, options);
     serveUntilTold(server.tcpAddress() + " unix:" + server.unixPath());
   }
   ::unlink((options.unixPath + ".lock").c_str());
-  ::rmdir(pattern);
+  ::rmdir(folder.c_str());
 }
 
 /// A child that serves, on a core of its choice.
