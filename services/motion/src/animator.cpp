@@ -5,6 +5,8 @@
 #include <cmath>
 #include <limits>
 
+#include "services/motion/src/interpolate.h"
+
 namespace HB {
 namespace {
 
@@ -14,31 +16,6 @@ constexpr std::size_t kKeptFrames = 64;  // room that a channel keeps when its f
 
 // 0..1; a negative zero becomes zero.
 float limited(float value) noexcept { return value > 0 ? std::min(value, 1.0f) : 0.0f; }
-
-// Each output at `now`, and whether it changed; returns how many did. In blocks that stay in the
-// nearest cache and in loops that do one thing each, so that the compiler makes vectors of them.
-std::size_t interpolate(std::size_t count, Microseconds now, const float* __restrict start,
-                        const double* __restrict slope, const Microseconds* __restrict since,
-                        float* __restrict output, std::uint8_t* __restrict isChanged) noexcept {
-  constexpr std::size_t kBlock = 512;
-  float fresh[kBlock];
-  std::size_t changed = 0;
-  for (std::size_t first = 0; first < count; first += kBlock) {
-    const std::size_t size = std::min(kBlock, count - first);
-    for (std::size_t i = 0; i < size; ++i) {
-      const std::size_t p = first + i;
-      double value = static_cast<double>(start[p]) + slope[p] * (now - since[p]);
-      value = value > 0.0 ? value : 0.0;
-      fresh[i] = static_cast<float>(value < 1.0 ? value : 1.0);
-    }
-    int inBlock = 0;
-    for (std::size_t i = 0; i < size; ++i) inBlock += fresh[i] != output[first + i] ? 1 : 0;
-    for (std::size_t i = 0; i < size; ++i) isChanged[first + i] = fresh[i] != output[first + i];
-    for (std::size_t i = 0; i < size; ++i) output[first + i] = fresh[i];
-    changed += static_cast<std::size_t>(inBlock);
-  }
-  return changed;
-}
 
 }  // namespace
 
@@ -142,8 +119,9 @@ Animator::Changes Animator::advance(Microseconds now) {
   fValues.clear();
   fHasUnsent = false;
   if (now >= fNextEnd) xFinish(now);
+  fOutput.swap(fBefore);
   return xChangedMoving(interpolate(fMoving.size(), now, fStart.data(), fSlope.data(),
-                                    fSince.data(), fOutput.data(), fIsChanged.data()));
+                                    fSince.data(), fBefore.data(), fOutput.data()));
 }
 
 Animator::Changes Animator::takeAll() {
@@ -223,7 +201,7 @@ void Animator::xBegin(int channel, float from, Microseconds since, KeyFrame to) 
     fSince.emplace_back();
     fEnd.emplace_back();
     fTarget.emplace_back();
-    fIsChanged.emplace_back();
+    fBefore.emplace_back();
   }
   const auto place = static_cast<std::size_t>(fPlace[c]);
   const double slope = (static_cast<double>(to.value) - from) / (to.at - since);
@@ -263,7 +241,7 @@ void Animator::xRemove(std::size_t place) {
   close(fEnd);
   close(fTarget);
   close(fOutput);
-  close(fIsChanged);
+  close(fBefore);
 }
 
 // Passes key frames up to `now`; those that come to rest give out their last value.
@@ -294,7 +272,7 @@ Animator::Changes Animator::xChangedMoving(std::size_t changed) {
   fChannels.resize(finished + changed);
   fValues.resize(finished + changed);
   for (std::size_t place = 0, next = finished; next < finished + changed; ++place) {
-    if (!fIsChanged[place]) continue;
+    if (fOutput[place] == fBefore[place]) continue;
     fChannels[next] = fMoving[place];
     fValues[next++] = fOutput[place];
   }

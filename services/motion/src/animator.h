@@ -3,7 +3,6 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <span>
 #include <utility>
 #include <vector>
@@ -104,7 +103,7 @@ class Animator {
   std::vector<Microseconds> fEnd;
   std::vector<float> fTarget;
   std::vector<float> fOutput;  // given out last
-  std::vector<std::uint8_t> fIsChanged;
+  std::vector<float> fBefore;  // the outputs of the tick before, while one is made
 
   Microseconds fNextEnd;        // no later than the earliest of fEnd
   std::size_t fSloped = 0;      // how many have a slope
