@@ -12,7 +12,7 @@ namespace {
 
 constexpr Microseconds kNoEnd = std::numeric_limits<Microseconds>::infinity();
 constexpr double kMicrosecondsPerSecond = 1'000'000;
-constexpr std::size_t kKeptFrames = 64;  // room that a channel keeps when its frames have passed
+constexpr std::size_t kPassedFrames = 32;  // how many a channel keeps before it clears up
 
 // 0..1; a negative zero becomes zero.
 float limited(float value) noexcept { return value > 0 ? std::min(value, 1.0f) : 0.0f; }
@@ -30,21 +30,14 @@ void Animator::Later::dropFrom(Microseconds at) {
   frames.erase(std::lower_bound(pending, frames.end(), at,
                                 [](const KeyFrame& frame, Microseconds t) { return frame.at < t; }),
                frames.end());
-  if (isEmpty()) {
-    frames.clear();
-    next = 0;
-  }
 }
 
 Animator::KeyFrame Animator::Later::take() {
   const KeyFrame taken = frames[next++];
-  if (isEmpty()) {
+  if (next > kPassedFrames && 2 * next > frames.size()) {  // a chain that never ends stays small
+    frames.erase(frames.begin(), frames.begin() + static_cast<std::ptrdiff_t>(next));
     next = 0;
-    if (frames.capacity() > kKeptFrames) {
-      frames = {};
-    } else {
-      frames.clear();
-    }
+    frames.shrink_to_fit();
   }
   return taken;
 }
@@ -92,6 +85,19 @@ void Animator::add(int channel, Microseconds now, std::span<const float> times,
   // A value that was reached between two ticks, or left behind, may be held from here on.
   const auto moving = static_cast<std::size_t>(fPlace[c]);
   if (times[0] > 0 && limited(fStart[moving]) != fOutput[moving]) fHasUnsent = true;
+}
+
+bool Animator::hasRoom(int channel, Microseconds now, std::span<const float> times) const {
+  const auto c = static_cast<std::size_t>(channel);
+  const Later& later = fLater[c];
+  if (later.frames.size() + 1 + times.size() <= kMaxPending || times.empty()) return true;
+  const Microseconds first = now + secondsToMicroseconds(times[0]);
+  const auto isKept = [&](Microseconds at) { return at > now && at < first; };
+  auto kept = static_cast<std::size_t>(
+      std::count_if(later.frames.begin(), later.frames.end(),
+                    [&](const KeyFrame& frame) { return isKept(frame.at); }));
+  if (fPlace[c] != kResting && isKept(fEnd[static_cast<std::size_t>(fPlace[c])])) ++kept;
+  return kept + times.size() <= kMaxPending;
 }
 
 Animator::Changes Animator::takeImmediate() {

@@ -38,6 +38,10 @@ class Animator {
     float secondsLeft;  // until the last pending key frame; 0 at rest
   };
 
+  /// Key frames that one channel may have pending: a client that goes on adding ever later ones is
+  /// stopped before it has filled the process's memory.
+  static constexpr std::size_t kMaxPending = 65536;
+
   /// One channel for each value, at rest there; its output is taken as known.
   explicit Animator(std::vector<float> values);
 
@@ -48,6 +52,9 @@ class Animator {
   /// equal times the last holds; those at time 0 are in effect at once, see `takeImmediate`.
   void add(int channel, Microseconds now, std::span<const float> times,
            std::span<const float> values);
+  /// Whether `add` with these times would leave the channel with at most `kMaxPending`. `add`
+  /// does not ask.
+  bool hasRoom(int channel, Microseconds now, std::span<const float> times) const;
   /// The outputs that key frames at time 0 changed since it was asked last.
   Changes takeImmediate();
   /// Moves every channel to `now`. A key frame that was passed has been reached exactly.

@@ -108,7 +108,7 @@ void HBMotion::xPublish() {
   addParam("times",
            "For each key a list of times in seconds from the call: finite, not negative, not "
            "descending; resolved to a microsecond. Of equal times the last holds. An empty list "
-           "leaves its LED as it is.");
+           "leaves its LED as it is. An LED may have 65536 key frames pending.");
   addParam(
       "values",
       "For each key a list of values to be reached at those times: finite. What leaves for the "
@@ -152,7 +152,11 @@ void HBMotion::animateLEDs(const std::vector<std::string>& keys,
     requireKeyFrames(i, keys[i], times[i], values[i]);
     moves.push_back({channel, times[i], values[i]});
   }
-  if (!moves.empty()) fLoop->start(moves);
+  if (moves.empty()) return;
+  if (const auto full = fLoop->start(moves)) {
+    refuseKey("_animateLEDs", *full, keys[*full],
+              "more than " + std::to_string(Animator::kMaxPending) + " key frames pending");
+  }
 }
 
 std::vector<std::string> HBMotion::listLEDs() const { return fKeys.keys(); }

@@ -38,16 +38,21 @@ MotionLoop::~MotionLoop() {
   fThread.join();
 }
 
-void MotionLoop::start(std::span<const Move> moves) {
+std::optional<std::size_t> MotionLoop::start(std::span<const Move> moves) {
   const std::lock_guard lock(fMutex);
   const xo::TimePoint now = xo::clock().now();
   const Microseconds instant = xMicroseconds(now);
+  for (std::size_t i = 0; i < moves.size(); ++i) {
+    if (!fAnimator.hasRoom(moves[i].channel, instant, moves[i].times)) return i;
+  }
   for (const Move& move : moves) fAnimator.add(move.channel, instant, move.times, move.values);
   xWrite(fAnimator.takeImmediate());
   const xo::TimePoint tick = xNextTick(now);
-  if (tick >= fTick) return;  // one that is due and late is not put off
-  fTick = tick;
-  xo::clock().notifyAll(fWake);
+  if (tick < fTick) {  // one that is due and late is not put off
+    fTick = tick;
+    xo::clock().notifyAll(fWake);
+  }
+  return std::nullopt;
 }
 
 std::vector<Animator::State> MotionLoop::states(std::span<const int> channels) const {

@@ -6,6 +6,7 @@
 #include <condition_variable>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <span>
 #include <thread>
 #include <vector>
@@ -48,8 +49,9 @@ class MotionLoop {
   MotionLoop& operator=(const MotionLoop&) = delete;
 
   /// All moves start at the same instant, one after another if they share a channel. Key frames at
-  /// time 0 have reached the drivers when it returns.
-  void start(std::span<const Move> moves);
+  /// time 0 have reached the drivers when it returns. When a channel would have too many key frames
+  /// pending (`Animator::kMaxPending`), nothing starts and the index of its move is returned.
+  std::optional<std::size_t> start(std::span<const Move> moves);
 
   /// In the order of `channels`, all at the same instant.
   std::vector<Animator::State> states(std::span<const int> channels) const;

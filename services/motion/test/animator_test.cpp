@@ -261,6 +261,16 @@ TEST_F(AnimatorTest, ChangesNothingForEmptyLists) {
   EXPECT_THAT(at(0.5), ElementsAre(Pair(1, 0.5f)));
 }
 
+TEST_F(AnimatorTest, NeverRunsOutOfRoomForAChainThatGoesOnForEver) {
+  constexpr double kStep = 0.01;  // each call adds one key frame, 50 are pending
+  for (int call = 0; call < 3 * static_cast<int>(Animator::kMaxPending); ++call) {
+    const std::vector<float> time{0.5f};
+    ASSERT_TRUE(animator.hasRoom(1, now, time)) << call;
+    add(1, time, {static_cast<float>(call % 2)});
+    at(kStep * call);
+  }
+}
+
 TEST_F(AnimatorTest, TakesLongListsAndManyChannels) {
   constexpr int kFrames = 4096;
   constexpr int kChannels = 2000;

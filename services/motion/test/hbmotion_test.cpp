@@ -197,6 +197,22 @@ INSTANTIATE_TEST_SUITE_P(
         {kSecondKey + "values[1] is -inf, not finite", {{0}, {0, 1}}, {{0.5f}, {1, -kInfinity}}},
     }));
 
+TEST_F(HBMotionTest, RefusesMoreKeyFramesThanAnLedMayHavePending) {
+  load();
+  std::vector<float> times(Animator::kMaxPending + 1);
+  for (std::size_t i = 0; i < times.size(); ++i) times[i] = static_cast<float>(i) + 1;
+  const std::vector<float> values(times.size(), 1.0f);
+  EXPECT_EQ(
+      refusal({key("Face/Red"), key("Chest")}, {{0}, times}, {{1}, values}),
+      "HBMotion: _animateLEDs: key 1, '" + key("Chest") + "': more than 65536 key frames pending");
+  EXPECT_EQ(now("Face/Red"), 0.0f);
+  times.pop_back();
+  animate({key("Chest")}, {times}, {{values.begin() + 1, values.end()}});
+  EXPECT_THAT(refusal({key("Chest")}, {{70000}}, {{0}}), HasSubstr("more than 65536"));
+  animate({key("Chest")}, {{1, 2}}, {{0, 1}});  // replaces them
+  animate({key("Chest")}, {{70000}}, {{0}});
+}
+
 TEST_F(HBMotionTest, TellsApartWhatIsAskedWhatIsNowAndWhereItGoes) {
   load();
   animate({key("Chest")}, {{2}}, {{1.5f}});
