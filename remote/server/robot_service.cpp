@@ -65,6 +65,7 @@ void RobotService::begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<voi
   take<v1::ReadMemoryRequest, v1::ReadMemoryReply>(fRead, &RobotService::RequestReadMemory,
                                                    &RobotService::read);
   takeCalls();
+  takeWatches();
 }
 
 void RobotService::takeCalls() {
@@ -93,9 +94,12 @@ void RobotService::end() {
   fAccess.cancelAllBy(kTransport);
 }
 
-grpc::ServerWriteReactor<v1::WatchReply>* RobotService::Watch(grpc::CallbackServerContext* context,
-                                                              const v1::WatchRequest* request) {
-  return WatchStream::open(context, request->pattern(), fAccess, fEndables, fCounted.lock());
+void RobotService::takeWatches() {
+  fWatch.ask = [this](grpc::ServerContext* context, v1::WatchRequest* request,
+                      grpc::ServerAsyncWriter<v1::WatchReply>* writer,
+                      void* tag) { RequestWatch(context, request, writer, fQueue, fQueue, tag); };
+  fWatch.make = [this] { return std::make_shared<WatchStream>(fAccess); };
+  WatchStream::expect(fWatch, fEndables, fCounted.lock());
 }
 
 void RobotService::info(const v1::GetInfoRequest&, v1::GetInfoReply* reply) {

@@ -12,16 +12,14 @@
 #include "access/access.h"
 #include "remote/server/endables.h"
 #include "remote/server/pending_call.h"
+#include "remote/server/stream.h"
 #include "tavro/v1/robot.grpc.pb.h"
 
 namespace remote {
 
-/// Unary calls come by a completion queue, the watch by gRPC's callback API.
-using RobotBase =
-    tavro::v1::Robot::WithAsyncMethod_GetInfo<tavro::v1::Robot::WithAsyncMethod_ListServices<
-        tavro::v1::Robot::WithAsyncMethod_DescribeService<
-            tavro::v1::Robot::WithAsyncMethod_Call<tavro::v1::Robot::WithAsyncMethod_ReadMemory<
-                tavro::v1::Robot::WithCallbackMethod_Watch<tavro::v1::Robot::Service>>>>>>;
+/// Everything comes by one completion queue. (A method of gRPC's callback API would bring in
+/// threads of its own, which then stand between the sockets and the queue for every call.)
+using RobotBase = tavro::v1::Robot::AsyncService;
 
 /// Thread-safe once begun.
 class RobotService final : public RobotBase {
@@ -31,12 +29,10 @@ class RobotService final : public RobotBase {
   /// Begins to take calls from `queue`. `counted` is held by every call and stream.
   void begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<void> counted);
   void setReady(const std::string& robotName);
+  Endables& endables() { return fEndables; }
   /// Ends streams, cancels the futures that clients wait for, asks running calls to stop, and
   /// refuses what comes from now on.
   void end();
-
-  grpc::ServerWriteReactor<tavro::v1::WatchReply>* Watch(
-      grpc::CallbackServerContext* context, const tavro::v1::WatchRequest* request) override;
 
  private:
   template <class Request, class Reply>
@@ -45,6 +41,7 @@ class RobotService final : public RobotBase {
   void take(typename Exchange<Request, Reply>::Method& method, Ask ask,
             Question<Request, Reply> question);
   void takeCalls();
+  void takeWatches();
 
   void info(const tavro::v1::GetInfoRequest&, tavro::v1::GetInfoReply* reply);
   void list(const tavro::v1::ListServicesRequest&, tavro::v1::ListServicesReply* reply);
@@ -69,6 +66,7 @@ class RobotService final : public RobotBase {
   Exchange<tavro::v1::DescribeServiceRequest, tavro::v1::DescribeServiceReply>::Method fDescribe;
   Exchange<tavro::v1::ReadMemoryRequest, tavro::v1::ReadMemoryReply>::Method fRead;
   CallExchange::Method fCall;
+  Stream<tavro::v1::WatchRequest, tavro::v1::WatchReply>::Method fWatch;
 };
 
 }  // namespace remote

@@ -4,7 +4,6 @@
 #include <grpc/support/log.h>
 #include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/grpcpp.h>
-#include <grpcpp/health_check_service_interface.h>
 #include <grpcpp/resource_quota.h>
 #include <sys/resource.h>
 
@@ -20,6 +19,7 @@
 #include "remote/client/address.h"
 #include "remote/server/bind_error.h"
 #include "remote/server/crew.h"
+#include "remote/server/health.h"
 #include "remote/server/robot_service.h"
 #include "remote/server/unix_socket.h"
 
@@ -45,7 +45,6 @@ void prepareLibrary() {
     // Stays initialised: ending the library with its last user may take ten seconds.
     grpc_init();
     gpr_set_log_function(&logOfLibrary);
-    grpc::EnableDefaultHealthCheckService(true);
     grpc::reflection::InitProtoReflectionServerBuilderPlugin();
     return true;
   }();
@@ -98,6 +97,7 @@ struct Server::State {
   UnixSocketPlace unixPlace;
 
   RobotService service;
+  HealthService health{service.endables()};
   std::unique_ptr<grpc::ServerCompletionQueue> queue;
   std::unique_ptr<grpc::Server> server;
   std::unique_ptr<Crew> crew;
@@ -148,6 +148,7 @@ void Server::State::listen() {
     builder.AddListeningPort("unix:" + unixPlace.path(), grpc::InsecureServerCredentials());
   }
   builder.RegisterService(&service);
+  builder.RegisterService(&health);
   queue = builder.AddCompletionQueue();
   server = builder.BuildAndStart();
   if (!server) {
@@ -157,13 +158,13 @@ void Server::State::listen() {
   }
   if (tcp) tcp->port = port;
   unixPlace.makePrivate();
-  server->GetHealthCheckService()->SetServingStatus("tavro.v1.Robot", false);
-
-  service.begin(queue.get(), std::shared_ptr<void>(nullptr, [this](void*) {
-                  std::scoped_lock lock(mutex);
-                  areCallsOver = true;
-                  wake.notify_all();
-                }));
+  const std::shared_ptr<void> counted(nullptr, [this](void*) {
+    std::scoped_lock lock(mutex);
+    areCallsOver = true;
+    wake.notify_all();
+  });
+  service.begin(queue.get(), counted);
+  health.begin(queue.get(), counted);
   const auto& limits = access.limits();
   crew = std::make_unique<Crew>(
       *queue, static_cast<int>(limits.callsInAll + limits.reservedCalls) + 2, "remote");
@@ -206,7 +207,7 @@ const std::string& Server::unixPath() const { return fState->unixPlace.path(); }
 
 void Server::setReady(const std::string& robotName) {
   fState->service.setReady(robotName);
-  fState->server->GetHealthCheckService()->SetServingStatus("tavro.v1.Robot", true);
+  fState->health.setReady();
 }
 
 bool Server::stop(std::chrono::milliseconds deadline) {
