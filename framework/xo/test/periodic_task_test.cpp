@@ -89,7 +89,10 @@ TEST(PeriodicTask, FollowsBackToBackWhenEveryTickIsLongerThanThePeriod) {
   ticker.task.start(true);
   clock.advance(milliseconds(60));
   EXPECT_EQ(ticker.times, (std::vector<int>{0, 20, 40, 60}));
-  std::thread driver([&] { clock.advance(milliseconds(20)); });
+  std::thread driver([&] {
+    while (ticker.task.isRunning()) std::this_thread::yield();  // else one more tick would begin
+    clock.advance(milliseconds(20));
+  });
   ticker.task.stop();
   driver.join();
 }
