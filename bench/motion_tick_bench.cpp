@@ -173,24 +173,27 @@ class Robot {
   std::unique_ptr<xo::Session::Registration> fModel;
 };
 
-/// One call of _animateLEDs with lists that stand ready, for as many devices: a fade, or values at
-/// once that are in the memory when it returns.
+/// One call of _animateLEDs with lists that stand ready, for as many devices: a fade that replaces
+/// the one before (each ends earlier), or values at once that are in the memory when it returns.
 void animateLEDs(benchmark::State& state, float seconds) {
   const auto devices = static_cast<std::size_t>(state.range(0));
   const Robot robot(devices);
   const xo::Object motion = robot.motion();
   std::vector<std::string> keys;
   for (std::size_t i = 0; i < devices; ++i) keys.push_back(keyOf(i));
-  const Lists times(devices, {seconds});
+  constexpr float kEarlier = 0.0625f;
+  Lists times(devices, {seconds});
   Lists values(devices, {0.0f});
   float value = 0;
   for (auto _ : state) {
     value = 1 - value;
     for (auto& one : values) one[0] = value;
+    if (seconds > 0) seconds -= kEarlier;
+    for (auto& one : times) one[0] = seconds;
     motion.call("_animateLEDs", keys, times, values);
   }
 }
-BENCHMARK_CAPTURE(animateLEDs, fade, 1000.0f)->Arg(1)->Arg(48);
+BENCHMARK_CAPTURE(animateLEDs, fade, 1e6f)->Arg(1)->Arg(48);
 BENCHMARK_CAPTURE(animateLEDs, atOnce, 0.0f)->Arg(1)->Arg(48);
 
 }  // namespace
