@@ -13,8 +13,9 @@ KeyTable::KeyTable(std::vector<std::string> keys) : fKeys(std::move(keys)) {
 }
 
 int KeyTable::find(std::string_view key, int before) const noexcept {
-  const auto neighbour = static_cast<std::size_t>(before + 1);
-  if (neighbour < fKeys.size() && fKeys[neighbour] == key) return before + 1;
+  const int neighbour = before + 1;
+  const auto place = static_cast<std::size_t>(neighbour);
+  if (place < fKeys.size() && fKeys[place] == key) return neighbour;
   const auto found = fChannels.find(key);
   return found == fChannels.end() ? kUnknown : found->second;
 }
