@@ -156,6 +156,8 @@ class HBLeds : public HBModule {
   DeviceSet xGetDeviceNames(const std::string& name) const;
 
   // The only road to the hardware and back (hbleds_write.cpp). No locks.
+  /// What motion service and memory call a device.
+  std::string xKeyOf(const std::string& device) const;
   /// One synchronous call: keys, and for each its times (seconds from now) and values (0..1).
   /// Errors: `std::runtime_error` "This object is null" without a motion service; the service's.
   void xAnimateLeds(const std::vector<std::string>& names,

@@ -168,10 +168,11 @@ void HBLeds::xSetGroupRGB(const std::string& group, const std::vector<float>& re
   std::vector<std::vector<float>> values;
   names.reserve(devices.size());
   values.reserve(devices.size());
+  AscendingLookup infos(fDeviceInfos);
   for (const auto& device : devices) {
-    names.push_back(fDevicePrefix + device);
+    names.push_back(xKeyOf(device));
     auto& scaled = values.emplace_back(channelOfName(device, reds, greens, blues));
-    const float ratio = atKey(fDeviceInfos, device)->intensityRatio;
+    const float ratio = infos.at(device)->intensityRatio;
     for (float& value : scaled) value *= ratio;
   }
   try {

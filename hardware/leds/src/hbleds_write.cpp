@@ -17,6 +17,12 @@ xo::Future<void> blockFor(float seconds) {
   return xo::getEventLoop().delay(xo::secondsToDuration(seconds));
 }
 
+std::string HBLeds::xKeyOf(const std::string& device) const {
+  std::string key;
+  key.reserve(fDevicePrefix.size() + device.size());
+  return key.append(fDevicePrefix).append(device);
+}
+
 void HBLeds::xAnimateLeds(const std::vector<std::string>& names,
                           const std::vector<std::vector<float>>& times,
                           const std::vector<std::vector<float>>& values) {
@@ -28,7 +34,7 @@ void HBLeds::xSetDeviceIntensity(const std::string& device, float intensity, flo
   if (!xHasMotion()) return;
   try {
     const float value = atKey(fDeviceInfos, device)->intensityRatio * intensity;
-    xAnimateLeds({fDevicePrefix + device}, {{duration}}, {{value}});
+    xAnimateLeds({xKeyOf(device)}, {{duration}}, {{value}});
   } catch (const std::exception&) {
     // One device that cannot be driven is not the client's affair.
   }
@@ -48,9 +54,10 @@ void HBLeds::xSetGroupIntensity(const std::string& group, float intensity, float
   std::vector<std::vector<float>> values;
   names.reserve(devices.size());
   values.reserve(devices.size());
+  AscendingLookup infos(fDeviceInfos);
   for (const auto& device : devices) {
-    names.push_back(fDevicePrefix + device);
-    values.push_back({atKey(fDeviceInfos, device)->intensityRatio * intensity});
+    names.push_back(xKeyOf(device));
+    values.push_back({infos.at(device)->intensityRatio * intensity});
   }
   const std::vector<std::vector<float>> times(devices.size(), {duration});
   try {
@@ -74,7 +81,7 @@ void HBLeds::xSetAnyLedIntensity(const std::string& name, float intensity) {
 }
 
 float HBLeds::xGetDeviceIntensity(const std::string& device) const {
-  const float stored = fMemoryProxy->getData(fDevicePrefix + device).toFloat();
+  const float stored = fMemoryProxy->getData(xKeyOf(device)).toFloat();
   // In this order of arguments a quotient that is not a number gives 1.
   return std::min(1.0F, stored / atKey(fDeviceInfos, device)->intensityRatio);
 }
