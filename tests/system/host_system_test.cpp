@@ -21,6 +21,11 @@ const std::string kVanto = "models/vanto.xml";
 
 long linesOf(const std::string& text) { return std::ranges::count(text, '\n'); }
 
+/// How many long calls of the test module have begun.
+std::string begunCalls(const Robot& robot) {
+  return robot.ledctl({"--service", "Standing", "begun"}).out;
+}
+
 TEST(Tavro, PrintsWhereItListensAndThatItIsReady) {
   Robot robot;
   robot.process().signal(SIGTERM);
@@ -65,7 +70,7 @@ TEST(Tavro, EndsWithinTwoSecondsInTheMiddleOfItsStart) {
 TEST(Tavro, EndsWithinTwoSecondsWhileACallSleepsForAnHour) {
   Robot robot(kVanto, {"--module", testModule("standing_module")});
   Process caller(robot.ledctlCommand({"--service", "Standing", "nap", "3600"}));
-  std::this_thread::sleep_for(100ms);
+  ASSERT_TRUE(eventually([&] { return begunCalls(robot) == "1\n"; }));
   robot.process().signal(SIGTERM);
   EXPECT_EQ(robot.process().wait(2s).status, 0);
   EXPECT_NE(caller.wait().status, 0);
@@ -74,7 +79,7 @@ TEST(Tavro, EndsWithinTwoSecondsWhileACallSleepsForAnHour) {
 TEST(Tavro, EndsAtOnceOnTheSecondSignal) {
   Robot robot(kVanto, {"--module", testModule("standing_module")});
   const Process caller(robot.ledctlCommand({"--service", "Standing", "hang", "3600"}));
-  std::this_thread::sleep_for(100ms);
+  ASSERT_TRUE(eventually([&] { return begunCalls(robot) == "1\n"; }));
   robot.process().signal(SIGINT);
   EXPECT_THROW(robot.process().wait(1s), std::runtime_error);
   robot.process().signal(SIGINT);

@@ -40,6 +40,8 @@ std::vector<std::string> linesOf(const std::string& text) {
   return lines;
 }
 
+/// How many long calls of the test module have begun.
+int begun() { return std::stoi(outputOf({"--service", "Standing", "begun"})); }
 /// How many calls of the test module were asked to stop.
 int stops() { return std::stoi(outputOf({"--service", "Standing", "stops"})); }
 
@@ -200,8 +202,9 @@ TEST(Ledctl, HelpLeadsWithExamplesAndNeedsNoRobot) {
 
 TEST(Ledctl, StopsARunningCallOnCtrlC) {
   const int before = stops();
+  const int begunBefore = begun();
   Process caller(robot().ledctlCommand({"--service", "Standing", "waitForStop"}));
-  std::this_thread::sleep_for(200ms);
+  ASSERT_TRUE(eventually([&] { return begun() > begunBefore; }));
   caller.signal(SIGINT);
   const auto ended = caller.wait(2s);
   EXPECT_EQ(ended.status, 130);
@@ -211,9 +214,10 @@ TEST(Ledctl, StopsARunningCallOnCtrlC) {
 
 TEST(Ledctl, StopsARunningCallWhenItIsKilled) {
   const int before = stops();
+  const int begunBefore = begun();
   {
     const Process caller(robot().ledctlCommand({"--service", "Standing", "waitForStop"}));
-    std::this_thread::sleep_for(200ms);
+    ASSERT_TRUE(eventually([&] { return begun() > begunBefore; }));
   }
   EXPECT_TRUE(eventually([&] { return stops() > before; }));
 }

@@ -141,6 +141,7 @@ void Commands::xWatch(const Words& words) {
   fInterrupt.begin();
   const Countdown countdown(fInterrupt.token(), fOptions.duration);
   int updates = 0;
+  bool isEnough = false;
   try {
     fRobot->watch(
         pattern,
@@ -149,13 +150,17 @@ void Commands::xWatch(const Words& words) {
             fHints << "ledctl: nothing matches '" << pattern << "' yet" << std::endl;
           }
           view->show(batch);
-          return ++updates != fOptions.count;
+          isEnough = ++updates == fOptions.count;
+          return !isEnough;
         },
         fInterrupt.token());
   } catch (const remote::RemoteError& error) {
-    // Ctrl-C and the countdown are how a watch ends.
     if (error.fault() != remote::RemoteError::Fault::kCancelled) throw;
   }
+  // Ctrl-C, the countdown and the count are how a watch ends; the robot's end is not.
+  if (isEnough || fInterrupt.token().isCancelled()) return;
+  throw remote::RemoteError(remote::RemoteError::Fault::kUnreachable,
+                            "The robot at " + fRobot->address().text() + " ended the watch");
 }
 
 }  // namespace ledctl

@@ -24,18 +24,29 @@ class Standing final : public HB::HBModule {
     functionName("hang", "Standing", "Sleeps where nobody can end it.");
     addParam("seconds", "Duration of the sleep.");
     advertiseMethod(this, &Standing::hang);
+    functionName("begun", "Standing", "How many long calls have begun.");
+    advertiseMethod(this, &Standing::begun);
   }
 
   int answer() { return 42; }
+  int begun() { return fBegun; }
   void waitForStop() {
+    ++fBegun;
     while (!isStopRequired(getMethodID())) xo::os::msleep(5);
     ++fStops;
   }
   int stops() { return fStops; }
-  void nap(const int& seconds) { xo::os::msleep(seconds * 1000); }
-  void hang(const int& seconds) { std::this_thread::sleep_for(std::chrono::seconds(seconds)); }
+  void nap(const int& seconds) {
+    ++fBegun;
+    xo::os::msleep(seconds * 1000);
+  }
+  void hang(const int& seconds) {
+    ++fBegun;
+    std::this_thread::sleep_for(std::chrono::seconds(seconds));
+  }
 
  private:
+  std::atomic<int> fBegun{0};
   std::atomic<int> fStops{0};
 };
 
