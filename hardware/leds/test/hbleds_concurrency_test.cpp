@@ -106,8 +106,9 @@ INSTANTIATE_TEST_SUITE_P(Commands, LockOfCommand, ::testing::ValuesIn(commands()
 TEST(Concurrency, CommandsWriteAtTheSameTime) {
   Robot robot;
   robot.motion().hold();
+  const auto all = commands();  // the threads use them until they end
   std::vector<Beside> threads;
-  for (const auto& command : commands()) {
+  for (const auto& command : all) {
     if (command.sends) threads.emplace_back([&] { command.run(robot.leds(), "FaceLeds"); });
   }
   EXPECT_TRUE(robot.motion().awaitHeld(static_cast<int>(threads.size())));
