@@ -2,6 +2,8 @@
 #pragma once
 
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <exception>
 #include <future>
 #include <string>
@@ -10,12 +12,20 @@
 
 namespace HB::test {
 
-/// A command that runs beside the test. Its destruction waits for it: release what it waits for
-/// first.
+/// A command that runs beside the test. Its destruction waits for it (release what it waits for
+/// first) and ends the whole program, as failed, when it does not come back within 20 s.
 class Beside {
  public:
   template <class F>
   explicit Beside(F action) : fDone(std::async(std::launch::async, std::move(action))) {}
+
+  Beside(Beside&&) = default;
+  Beside& operator=(Beside&&) = delete;
+  ~Beside() {
+    if (!fDone.valid() || ends()) return;
+    std::fputs("A command that runs beside the test never came back\n", stderr);
+    std::abort();
+  }
 
   /// Whether it ended by itself (returning or throwing) within 20 s: for what must end.
   bool ends() { return fDone.wait_for(std::chrono::seconds(20)) == std::future_status::ready; }
