@@ -131,9 +131,11 @@ struct RobotClient::Connection {
   }
 
   /// What a status other than OK means once connected.
-  RemoteError errorOf(const grpc::Status& status) const {
+  RemoteError errorOf(const grpc::Status& status,
+                      const std::optional<CancelToken>& cancel = std::nullopt) const {
     switch (status.error_code()) {
       case grpc::StatusCode::CANCELLED:
+        if (!cancel || !cancel->isCancelled()) return lost("it ended the call");
         return {Fault::kCancelled, "The call was cancelled"};
       case grpc::StatusCode::DEADLINE_EXCEEDED:
         return {Fault::kCancelled, "The call did not end within the time allowed"};
@@ -252,7 +254,7 @@ CallReply RobotClient::call(const std::string& service, const std::string& metho
   }
   v1::CallReply reply;
   const grpc::Status status = fConnection->stub->Call(context.get(), request, &reply);
-  if (!status.ok()) throw fConnection->errorOf(status);
+  if (!status.ok()) throw fConnection->errorOf(status, options.cancel);
   if (reply.has_error()) {
     throw RemoteError(Fault::kFailed, exactText(reply.error()), reply.error().kind());
   }
@@ -293,7 +295,7 @@ void RobotClient::watch(const std::string& pattern,
   if (!isWanted) context.get()->TryCancel();
   const grpc::Status status = reader->Finish();
   if (!isWanted) return;
-  throw status.ok() ? fConnection->lost("the stream ended") : fConnection->errorOf(status);
+  throw status.ok() ? fConnection->lost("the stream ended") : fConnection->errorOf(status, cancel);
 }
 
 }  // namespace remote

@@ -137,6 +137,9 @@ void Server::State::listen() {
     if (tcp->host == "localhost") tcp->host = "127.0.0.1";
   }
   claimUnixPath();
+  if (!tcp && unixPlace.path().empty()) {
+    throw std::invalid_argument("There is no address to listen on");
+  }
   grpc::ServerBuilder builder;
   setLimits(builder, access.limits());
   int port = 0;
