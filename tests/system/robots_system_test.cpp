@@ -120,5 +120,15 @@ TEST(Minimal, LightsItsOnlyLed) {
   EXPECT_EQ(robot.ledctl({"getIntensity", leds[0]}).out.substr(0, 1), "[");
 }
 
+TEST(Picture, ShowsALitLedInItsColorAndTheOthersDark) {
+  const Robot robot;
+  EXPECT_EQ(robot.ledctl({"_fadeRGB", "ChestLeds", "1", "0", "0", "0"}).status, 0);
+  const auto drawn = run({"tools/draw-robot", "models/vanto.xml"},
+                         {"LEDCTL=" + ledctlProgram(), "LEDCTL_ROBOT=unix:" + robot.socket()});
+  EXPECT_EQ(drawn.status, 0) << drawn.err;
+  EXPECT_EQ(countOf("fill=\"#ff0000\"", drawn.out), 2);  // the LED and its glow
+  EXPECT_GT(countOf("fill=\"#2b323b\"", drawn.out), 40);
+}
+
 }  // namespace
 }  // namespace tests
