@@ -12,7 +12,8 @@ FLAGS = ["-std=c++20", "-fsyntax-only", "-Wall", "-Wextra", "-Wpedantic", "-Werr
 
 def compile_alone(compiler, root, build, path):
     """What the compiler says to a file that includes nothing else."""
-    command = [compiler, *FLAGS, "-I", root, "-I", build, "-x", "c++", "-"]
+    generated = os.path.join(build, "remote/proto")
+    command = [compiler, *FLAGS, "-I", root, "-isystem", generated, "-x", "c++", "-"]
     return subprocess.run(command, input=f'#include "{path}"\n', capture_output=True, text=True)
 
 
