@@ -6,6 +6,7 @@
 #include <exception>
 #include <utility>
 
+#include "hardware/leds/src/ledsrotationasr.h"
 #include "hardware/leds/src/passiveblinking.h"
 
 namespace HB {
@@ -19,7 +20,10 @@ HBLeds::HBLeds(std::shared_ptr<HBBroker> broker)
       fEarLedCount(0),
       fLedsCommanded(false),
       fPassiveBlinking(boost::make_shared<PassiveBlinking>(this)),
-      fDevicePrefix("Device/SubDeviceList/") {
+      fEyesRotationASR(boost::make_shared<EyesRotationASR>(this)),
+      fEarsRotationASR(boost::make_shared<EarsRotationASR>(this)),
+      fDevicePrefix("Device/SubDeviceList/"),
+      fTasks(std::make_unique<xo::TaskGroup>(&ending())) {
   xConnectToMemory();
   xConnectToSession();
   xConnectToMotion();
@@ -34,6 +38,9 @@ HBLeds::HBLeds(std::shared_ptr<HBBroker> broker)
 }
 
 HBLeds::~HBLeds() {
+  // From here on no blink step, tick or timer gets in, and none is inside: what follows is
+  // harmless.
+  fTasks->close();
   // One by one: a map that is cleared promises no order, and devices go in ascending order. The
   // members follow in reverse order of their declaration.
   for (auto& device : fDeviceInfos) device.second.reset();

@@ -15,11 +15,14 @@
 
 #include "framework/hb/hb_module.h"
 #include "framework/xo/log.h"
+#include "framework/xo/task_group.h"
 #include "hardware/leds/src/color.h"
 #include "hardware/leds/src/ledinfo.h"
 
 namespace HB {
 
+class EarsRotationASR;
+class EyesRotationASR;
 class PassiveBlinking;
 
 /// A future that becomes ready `seconds` after this call, whatever the hardware does. Returns at
@@ -108,11 +111,69 @@ class HBLeds : public HBModule {
   xo::Future<void> fadeListRGB(const std::string& name, const HBValue& rgbList,
                                const HBValue& timeList);
 
-  // For this module's own parts; not published. They take no lock: `fLedsMutex` is the caller's.
+  // Animations (hbleds_animation.cpp), on the calling thread until they end. Shared lock for the
+  // whole run, so that only an exclusive operation waits for them. The eyes' pause passive blinking
+  // for the whole run, before their checks. A stop is seen where each says; at the module's
+  // unloading their sleeps end too. Errors: `std::invalid_argument` before anything is sent.
+
+  /// A green, yellow and red pattern runs round eyes, feet and chest in cycles of 200 ms for 1.1
+  /// times `duration` (seconds; none for NaN, zero and less; at most 2^31 ms), then everything is
+  /// reset. Not checked. A stop is seen between cycles.
+  void rasta(const float& duration);
+  /// A light of colour `rgb` (0x00RRGGBB) runs round both eyes, `timeForRotation` seconds a turn,
+  /// until whole turns sum up to `totalDuration` seconds; both 0..86400. A turn of 0 s never gets
+  /// there: it runs without sleeping until it is stopped. A stop is seen between turns. The eyes
+  /// end dark.
+  void rotateEyes(const int& rgb, const float& timeForRotation, const float& totalDuration);
+  /// Random colours in the eyes every 20 ms for `duration` seconds (as in `rasta`); they keep the
+  /// last. A stop is seen between cycles. Errors of the run are logged, not thrown.
+  void randomEyes(const float& duration);
+  /// Two lit fronts run round the ears to the opposite of `degrees` (0..360; 0 is up, 90 forwards)
+  /// in about `duration` seconds (above 0, at most 86400). The LED where they meet stays lit when
+  /// `leaveOnAtEnd`. Cannot be stopped. Nothing, without a lock, on a robot without ears.
+  void earLedsSetAngle(const int& degrees, const float& duration, const bool& leaveOnAtEnd);
+
+  // Blinks (hbleds_blink.cpp): eighteen steps on the event loop, each under a shared lock of its
+  // own.
+
+  /// Blocks until the blink is over, however it ends.
+  void blink();
+  /// Asks HBSignsAndFeedback for its blink and waits for that, up to a minute for the service to
+  /// come; shared lock for all of it. The colour is not handed on: intended. Errors are logged, not
+  /// thrown.
+  void blink(const int& eyeShadow);
+  /// Returns while the blink runs.
+  void blinkWithShadow();
+  /// The future of one blink without shadow; cancelling ends it before its next step. Errors become
+  /// the future's.
+  xo::Future<void> cancellableBlink();
+
+  // Passive blinking, see PassiveBlinking (hbleds_blink.cpp).
+
+  void startPassiveBlinking();
+  /// Errors: `std::invalid_argument` outside 0..0xFFFFFF, -1 included.
+  void startPassiveBlinking(const int& eyeShadow);
+  void stopPassiveBlinking();
+  void setTimeBetweenTwoBlinks(const float& min, const float& max);
+
+  // For this module's own parts; not published.
+
+  /// Lets deferred work (a tick, a timer's handler) in while this object stands: the token is false
+  /// once it goes.
+  xo::Gate::Token enter() noexcept { return fTasks->enter(); }
+  /// One colour step for a group, under a shared lock of its own.
+  void drawGroup(const std::string& group, const Color& color, float duration);
+  /// `fadeRotationStep` under a shared lock of its own.
+  void drawRotationStep(int step, const Color& color, float stepDuration);
+
+  // These take no lock: `fLedsMutex` is the caller's.
 
   /// One colour step for all devices of a group, as `xSetGroupRGB`.
   void setGroupRGB(const std::string& group, float red, float green, float blue, float duration);
   void setGroupColor(const std::string& group, const Color& color, float duration);
+  /// One step (0..7) of an eye rotation: the position fades to the colour within four step times
+  /// and back to black within a fifth, so that about five positions glow behind the head.
+  void fadeRotationStep(int step, const Color& color, float stepDuration);
 
  private:
   friend class LedsAccess;
@@ -196,6 +257,19 @@ class HBLeds : public HBModule {
                     const std::vector<float>& greens, const std::vector<float>& blues,
                     const std::vector<float>& times);
 
+  // Animations (hbleds_animation.cpp) and blinks (hbleds_blink.cpp).
+  /// The eyes at `offset` degrees; devices that the robot lacks are left out. No lock.
+  void xDrawRastaEyes(int offset);
+  /// Feet and chest at phase 0..2; parts that the robot lacks are left out. No lock.
+  void xDrawRastaBody(int phase);
+  /// One ear position, any integer, fully on or off at once. No lock. There is at least one.
+  void xSetEar(int position, bool on);
+  /// The angle part of a face device's name, "90Deg", for any angle: rounded toward zero.
+  std::string xGetLedNameFromPos(int degrees) const;
+  /// Starts a blink: shadow 0x00RRGGBB, or -1 for none. Errors: `std::invalid_argument` for any
+  /// other.
+  xo::Future<void> xBlinkOnce(int eyeShadow);
+
   // Conversions (hbleds_convert.cpp). `method` is named in the text of an error, always a
   // `std::invalid_argument`.
   float xExtractFloat(const HBValue& value, const std::string& method) const;
@@ -238,8 +312,13 @@ class HBLeds : public HBModule {
   std::atomic<bool> fLedsCommanded;
   boost::shared_ptr<PassiveBlinking> fPassiveBlinking;
   std::shared_ptr<xo::Session> fSession;
+  boost::shared_ptr<EyesRotationASR> fEyesRotationASR;
+  boost::shared_ptr<EarsRotationASR> fEarsRotationASR;
   /// Turns a device name into its key in the motion service and in the memory.
   std::string fDevicePrefix;
+  /// The way in for everything that runs later. Made before, and closed before, all parts that use
+  /// it.
+  std::unique_ptr<xo::TaskGroup> fTasks;
 };
 
 }  // namespace HB

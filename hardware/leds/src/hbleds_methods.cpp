@@ -8,6 +8,7 @@
 #include <optional>
 
 #include "hardware/leds/src/hbleds.h"
+#include "hardware/leds/src/ledsrotationasr.h"
 
 namespace HB {
 
@@ -29,9 +30,18 @@ struct HBLeds::MethodTable {
   static Bind advertised(Operation operation) {
     return [operation](HBLeds& leds) { leds.advertiseMethod(&leds, operation); };
   }
+  /// The same for an operation of one of the module's parts.
+  template <class Part, class Operation>
+  static Bind advertisedOn(boost::shared_ptr<Part> HBLeds::*part, Operation operation) {
+    return [part, operation](HBLeds& leds) { leds.advertiseMethod((leds.*part).get(), operation); };
+  }
   /// One of several operations that share a name; the arguments' types `A` pick it.
-  template <class... A>
-  static Bind overload(xo::Future<void> (HBLeds::*operation)(A...)) {
+  template <class... A, class R>
+  static Bind overload(R (HBLeds::*operation)(A...)) {
+    return [operation](HBLeds& leds) { leds.bindMethodOverload(createFunctor(&leds, operation)); };
+  }
+  /// The one of them that takes none.
+  static Bind overload(void (HBLeds::*operation)()) {
     return [operation](HBLeds& leds) { leds.bindMethodOverload(createFunctor(&leds, operation)); };
   }
 
@@ -44,6 +54,8 @@ namespace {
 constexpr char kName[] = "The name of the LED or Group.";
 constexpr char kIntensity[] = "The intensity of the LED or Group (a value between 0 and 1).";
 constexpr char kFadeTime[] = "Time used to fade in seconds.";
+constexpr char kAnimationTime[] = "Approximate duration of the animation in seconds.";
+constexpr char kEyeShadow[] = "The color of the eye shadow during and after the blink.";
 constexpr char kRgb[] = "The RGB value led, RGB as seen in hexa-decimal: 0x00RRGGBB.";
 constexpr char kFadeRgb[] = "Sets the color of an RGB led.";
 
@@ -108,6 +120,16 @@ constexpr char kOnCpp[] = R"(// Example showing how to switch on a group of LEDs
 const std::string name = "FaceLeds";
 proxy.call("on", name);
 )";
+constexpr char kRastaPython[] = R"(# Example showing how to launch a one-second rasta animation
+# proxy stands for the service HBLeds
+duration = 1.0
+proxy.rasta(duration)
+)";
+constexpr char kRastaCpp[] = R"(// Example showing how to launch a one-second rasta animation
+// proxy stands for the service HBLeds
+const float duration = 1.0f;
+proxy.call("rasta", duration);
+)";
 
 }  // namespace
 
@@ -130,6 +152,14 @@ std::vector<HBLeds::MethodTable::Row> HBLeds::MethodTable::rows() {
        .params = {{"groupName", "The name of the group."},
                   {"ledNames", "A vector of the names of the LEDs in the group."}},
        .bind = advertised(&HBLeds::createGroup)},
+      {.name = "earLedsSetAngle",
+       .description = "An animation to show a direction with the ears.",
+       .params = {{"degrees",
+                   "The angle you want to show in degrees (int). 0 is up, 90 is forwards, 180 is "
+                   "down and 270 is back."},
+                  {"duration", "The duration in seconds of the animation."},
+                  {"leaveOnAtEnd", "If true the last led is left on at the end of the animation."}},
+       .bind = advertised(&HBLeds::earLedsSetAngle)},
       {.name = "fade",
        .description = "Sets the intensity of a LED or Group of LEDs within a given time.",
        .params = {{"name", kName},
@@ -210,14 +240,73 @@ std::vector<HBLeds::MethodTable::Row> HBLeds::MethodTable::rows() {
        .params = {{"name", kName}},
        .examples = {{"python", kOnPython}, {"c++", kOnCpp}},
        .bind = advertised(&HBLeds::on)},
+      {.name = "rasta",
+       .description = "Launch a green/yellow/red rasta animation on all body.",
+       .params = {{"duration", kAnimationTime}},
+       .examples = {{"python", kRastaPython}, {"c++", kRastaCpp}},
+       .bind = advertised(&HBLeds::rasta)},
+      {.name = "rotateEyes",
+       .description = "Launch a rotation using the leds of the eyes.",
+       .params = {{"rgb", "the RGB value led, RGB as seen in hexa-decimal: 0x00RRGGBB."},
+                  {"timeForRotation", "Approximate time to make one turn."},
+                  {"totalDuration", kAnimationTime}},
+       .bind = advertised(&HBLeds::rotateEyes)},
+      {.name = "randomEyes",
+       .description = "Launch a random animation in eyes",
+       .params = {{"duration", kAnimationTime}},
+       .bind = advertised(&HBLeds::randomEyes)},
       {.name = "setIntensity",
        .description = "Sets the intensity of a LED or Group of LEDs.",
        .params = {{"name", kName}, {"intensity", kIntensity}},
        .bind = advertised(&HBLeds::setIntensity)},
+      {.name = "_blink",
+       .description = "Make the eyes blink once.",
+       .bind = overload(&HBLeds::blink)},
+      {.name = "_blink",
+       .description = "Make the eyes blink once with a eyeshadow color.",
+       .bind = overload<const int&>(&HBLeds::blink)},
       {.name = "_setAnyLedIntensity",
        .description = "Sets the intensity of a LED or Group of LEDs (even chest LED).",
        .params = {{"name", kName}, {"intensity", kIntensity}},
        .bind = advertised(&HBLeds::setAnyLedIntensity)},
+      {.name = "_startPassiveBlinking",
+       .description = "Start passive blinking.",
+       .bind = overload(&HBLeds::startPassiveBlinking)},
+      {.name = "_startPassiveBlinking",
+       .description = "Start passive blinking with a eyeshadow color.",
+       .params = {{"eyeShadow", kEyeShadow}},
+       .bind = overload<const int&>(&HBLeds::startPassiveBlinking)},
+      {.name = "_stopPassiveBlinking",
+       .description = "Stop passive blinking.",
+       .bind = advertised(&HBLeds::stopPassiveBlinking)},
+      // Documents an argument that the operation does not have: intended.
+      {.name = "_blinkWithShadow",
+       .description = "Blink with a shadow.",
+       .params = {{"eyeShadow", kEyeShadow}},
+       .bind = advertised(&HBLeds::blinkWithShadow)},
+      {.name = "_setTimeBetweenTwoBlinks",
+       .description = "Set values for minimum and maximum time waited between two passive blinks.",
+       .params = {{"min", "The minimum (should be >= 0)"},
+                  {"max", "The maximum (should be >= min)"}},
+       .bind = advertised(&HBLeds::setTimeBetweenTwoBlinks)},
+      {.name = "_startEyesRotationASR",
+       .description = "Start blue eyes rotation animation for ASR Signs&Feedback",
+       .bind = advertisedOn(&HBLeds::fEyesRotationASR, &EyesRotationASR::start)},
+      {.name = "_stopEyesRotationASR",
+       .description = "Stop blue eyes rotation animation for ASR Signs&Feedback",
+       .bind = advertisedOn(&HBLeds::fEyesRotationASR, &EyesRotationASR::stop)},
+      {.name = "_setEnabledEyesRotationASR",
+       .description = "Enable/Disable blue eyes rotation animation for ASR Signs&Feedback",
+       .bind = advertisedOn(&HBLeds::fEyesRotationASR, &EyesRotationASR::setEnabled)},
+      {.name = "_startEarsRotationASR",
+       .description = "Start ears rotation animation for ASR Signs&Feedback",
+       .bind = advertisedOn(&HBLeds::fEarsRotationASR, &EarsRotationASR::start)},
+      {.name = "_stopEarsRotationASR",
+       .description = "Stop ears rotation animation for ASR Signs&Feedback",
+       .bind = advertisedOn(&HBLeds::fEarsRotationASR, &EarsRotationASR::stop)},
+      {.name = "_setEnabledEarsRotationASR",
+       .description = "Enable/Disable ears rotation animation for ASR Signs&Feedback",
+       .bind = advertisedOn(&HBLeds::fEarsRotationASR, &EarsRotationASR::setEnabled)},
   };
 }
 
