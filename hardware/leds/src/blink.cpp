@@ -61,12 +61,12 @@ class Blink : public std::enable_shared_from_this<Blink> {
 
  private:
   void takeStep() {
-    if (fPromise.isCancelRequested()) {
-      fPromise.setCancelled();
+    if (fNext == kSteps.size()) {  // the last step's wait is over: too late to call it off
+      fPromise.setValue();
       return;
     }
-    if (fNext == kSteps.size()) {
-      fPromise.setValue();
+    if (fPromise.isCancelRequested()) {
+      fPromise.setCancelled();
       return;
     }
     const Step& step = kSteps.at(fNext++);

@@ -99,7 +99,6 @@ void HBLeds::rotateEyes(const int& rgb, const float& timeForRotation, const floa
   // Summed in single precision, as the durations are given: three turns of 0.1 s make up 0.3 s,
   // where double precision would ask for a fourth.
   float elapsed = 0;
-  xo::os::msleep(stepMs);
   do {
     if (isStopRequired(methodId)) return;  // seen between whole turns only
     for (int step = 0; step < kEyePositions; ++step) {
