@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "hardware/leds/src/hbleds.h"
+#include "hardware/leds/src/ledsrotationasr.h"
 #include "hardware/leds/src/passiveblinking.h"
 #include "hardware/leds/src/scopeddisablepassiveblinking.h"
 
@@ -48,6 +49,9 @@ class LedsAccess {
   HB_FORWARD(xSetRGB)
   HB_FORWARD(setGroupRGB)
   HB_FORWARD(setGroupColor)
+  HB_FORWARD(xSetEar)
+  HB_FORWARD(xGetLedNameFromPos)
+  HB_FORWARD(xBlinkOnce)
   HB_FORWARD(xExtractFloat)
   HB_FORWARD(xExtractString)
   HB_FORWARD(xExtractVectorOfFloatsFromHBValue)
@@ -85,14 +89,39 @@ class LedsAccess {
   static const std::string& signsAndFeedback() { return HBLeds::fServiceNameSignsAndFeedback; }
   static const xo::log::Category& log() { return HBLeds::fLog; }
 
+  auto& fEyesRotationASR() { return fLeds.fEyesRotationASR; }
+  auto& fEarsRotationASR() { return fLeds.fEarsRotationASR; }
+  auto& fTasks() { return fLeds.fTasks; }
+
+  static int running(const PassiveBlinking& blinking) { return blinking.fRunning; }
   static int paused(const PassiveBlinking& blinking) { return blinking.fPaused; }
+  static float minimum(const PassiveBlinking& blinking) { return blinking.fMinimum; }
+  static float maximum(const PassiveBlinking& blinking) { return blinking.fMaximum; }
+  static auto& currentBlink(PassiveBlinking& blinking) { return blinking.fCurrentBlink; }
+  static auto& ioService(PassiveBlinking& blinking) { return blinking.fIoService; }
+  static auto& timer(PassiveBlinking& blinking) { return blinking.fTimer; }
+  static auto& blinkMutex(PassiveBlinking& blinking) { return blinking.fBlinkMutex; }
+  static void expire(PassiveBlinking& blinking, const boost::system::error_code& error) {
+    blinking.xTimeoutPassiveBlinkingTimer(error);
+  }
   static auto& timerMutex(PassiveBlinking& blinking) { return blinking.fTimerMutex; }
   static auto& resourcesMutex(PassiveBlinking& blinking) { return blinking.fResourcesMutex; }
   static const std::set<std::string>& conflicts(const PassiveBlinking& blinking) {
     return blinking.fConflictingResources;
   }
-  static std::int32_t guardCount() { return ScopedDisablePassiveBlinking::count; }
+  static std::int32_t guardCount() {
+    const boost::mutex::scoped_lock lock(ScopedDisablePassiveBlinking::passiveBlinkingMutex);
+    return ScopedDisablePassiveBlinking::count;
+  }
   static auto& guardMutex() { return ScopedDisablePassiveBlinking::passiveBlinkingMutex; }
+
+  static bool running(const LedsRotationASR& rotation) { return rotation.fRunning; }
+  static bool started(const LedsRotationASR& rotation) { return rotation.fStarted; }
+  static bool enabled(const LedsRotationASR& rotation) { return rotation.fEnabled; }
+  static auto& task(LedsRotationASR& rotation) { return rotation.fTask; }
+  static auto& mutex(LedsRotationASR& rotation) { return rotation.fMutex; }
+  static int step(const EyesRotationASR& rotation) { return rotation.fStep; }
+  static int angle(const EarsRotationASR& rotation) { return rotation.fAngle; }
 
  private:
   HBLeds& fLeds;

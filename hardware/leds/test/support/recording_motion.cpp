@@ -5,6 +5,7 @@
 #include <chrono>
 #include <ostream>
 #include <stdexcept>
+#include <utility>
 
 namespace HB::test {
 
@@ -37,6 +38,17 @@ RecordingMotion::Write RecordingMotion::onlyWrite() const {
 void RecordingMotion::clear() {
   std::scoped_lock lock(fMutex);
   fWrites.clear();
+  fInstants.clear();
+}
+
+std::vector<xo::TimePoint> RecordingMotion::instants() const {
+  std::scoped_lock lock(fMutex);
+  return fInstants;
+}
+
+void RecordingMotion::onWrite(std::function<void(std::size_t number)> hook) {
+  std::scoped_lock lock(fMutex);
+  fHook = std::move(hook);
 }
 
 void RecordingMotion::refuse(int n, const std::string& text) {
@@ -85,6 +97,13 @@ void RecordingMotion::animate(const std::vector<std::string>& keys, const Lists&
   std::unique_lock lock(fMutex);
   const int number = ++fBegun;
   fWrites.push_back({keys, times, values});
+  fInstants.push_back(xo::clock().now());
+  if (const auto hook = fHook) {
+    const auto count = fWrites.size();
+    lock.unlock();
+    hook(count);
+    lock.lock();
+  }
   ++fHeld;
   fChanged.notify_all();
   fChanged.wait(lock, [this] { return !fHolds; });

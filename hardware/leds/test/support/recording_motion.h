@@ -3,12 +3,14 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <map>
 #include <memory>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "framework/xo/clock.h"
 #include "framework/xo/session.h"
 #include "hardware/leds/test/support/journal.h"
 
@@ -36,6 +38,11 @@ class RecordingMotion {
   /// The only write; fails the test unless there is exactly one.
   Write onlyWrite() const;
   void clear();
+  /// When each of `writes()` began, on the process's clock.
+  std::vector<xo::TimePoint> instants() const;
+  /// Runs `hook` on the writing thread as each later write begins, with its number in `writes()`,
+  /// from 1 on. It must not write.
+  void onWrite(std::function<void(std::size_t number)> hook);
 
   /// Write number `n` from now on (1 is the next) is recorded and then refused with that text.
   void refuse(int n, const std::string& text);
@@ -59,6 +66,8 @@ class RecordingMotion {
   mutable std::mutex fMutex;
   std::condition_variable fChanged;
   std::vector<Write> fWrites;
+  std::vector<xo::TimePoint> fInstants;
+  std::function<void(std::size_t)> fHook;
   int fBegun = 0;
   std::map<int, std::string> fRefusals;
   std::string fRefusalOfAll;

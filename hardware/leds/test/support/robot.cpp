@@ -1,5 +1,8 @@
 #include "hardware/leds/test/support/robot.h"
 
+#include <fstream>
+#include <iterator>
+#include <stdexcept>
 #include <utility>
 
 #include "framework/hb/module_factory.h"
@@ -14,11 +17,26 @@ void Surroundings::addModel(const RobotXml& xml) {
   model = std::make_unique<FakeRobotModel>(*session, journal, xml.text());
 }
 
+void Surroundings::addModelFile(const std::string& path) {
+  std::ifstream file(path);
+  std::string text{std::istreambuf_iterator<char>(file), {}};
+  if (text.empty()) throw std::runtime_error("Could not read " + path);
+  model = std::make_unique<FakeRobotModel>(*session, journal, std::move(text));
+}
+
 std::unique_ptr<Surroundings> Surroundings::complete(const RobotXml& xml) {
   auto made = std::make_unique<Surroundings>();
   made->addMemory();
   made->addMotion();
   made->addModel(xml);
+  return made;
+}
+
+std::unique_ptr<Surroundings> Surroundings::completeFromFile(const std::string& path) {
+  auto made = std::make_unique<Surroundings>();
+  made->addMemory();
+  made->addMotion();
+  made->addModelFile(path);
   return made;
 }
 

@@ -30,8 +30,11 @@ struct Surroundings {
   void addMemory();
   void addMotion();
   void addModel(const RobotXml& xml);
+  /// The model in that file of the tree ("models/vanto.xml").
+  void addModelFile(const std::string& path);
   /// All three.
   static std::unique_ptr<Surroundings> complete(const RobotXml& xml = RobotXml::small());
+  static std::unique_ptr<Surroundings> completeFromFile(const std::string& path);
 };
 
 /// A module that was made and published as the host does it, with everything forgotten that its
