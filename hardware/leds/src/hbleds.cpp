@@ -17,13 +17,13 @@ const std::string HBLeds::fServiceNameSignsAndFeedback = "HBSignsAndFeedback";
 
 HBLeds::HBLeds(std::shared_ptr<HBBroker> broker)
     : HBModule(std::move(broker), "HBLeds"),
+      fTasks(std::make_unique<xo::TaskGroup>(&ending())),
       fEarLedCount(0),
       fLedsCommanded(false),
       fPassiveBlinking(boost::make_shared<PassiveBlinking>(this)),
       fEyesRotationASR(boost::make_shared<EyesRotationASR>(this)),
       fEarsRotationASR(boost::make_shared<EarsRotationASR>(this)),
-      fDevicePrefix("Device/SubDeviceList/"),
-      fTasks(std::make_unique<xo::TaskGroup>(&ending())) {
+      fDevicePrefix("Device/SubDeviceList/") {
   xConnectToMemory();
   xConnectToSession();
   xConnectToMotion();

@@ -294,6 +294,9 @@ class HBLeds : public HBModule {
   static const std::string fServiceNameSignsAndFeedback;
 
   // Made in this order, released in reverse.
+  /// The way in for everything that runs later: closed before any other member goes, and still
+  /// there to refuse the last tick and the last expiry until their threads are joined.
+  std::unique_ptr<xo::TaskGroup> fTasks;
   /// Ear positions "EarLed1", "EarLed2", ... without a gap.
   std::int32_t fEarLedCount;
   DeviceTable fLedNameToDevices;
@@ -316,9 +319,6 @@ class HBLeds : public HBModule {
   boost::shared_ptr<EarsRotationASR> fEarsRotationASR;
   /// Turns a device name into its key in the motion service and in the memory.
   std::string fDevicePrefix;
-  /// The way in for everything that runs later. Made before, and closed before, all parts that use
-  /// it.
-  std::unique_ptr<xo::TaskGroup> fTasks;
 };
 
 }  // namespace HB

@@ -1,5 +1,6 @@
 #include "hardware/leds/src/passiveblinking.h"
 
+#include <algorithm>
 #include <boost/asio/error.hpp>
 #include <boost/asio/placeholders.hpp>
 #include <boost/bind/bind.hpp>
@@ -44,7 +45,8 @@ std::int32_t secondsToNextBlink(float min, float max, std::int32_t random) noexc
   const std::int32_t start = truncated(min);
   // A span of 0 only comes from bounds that are no numbers.
   const std::int32_t drawn = span > 0 ? random % span : 0;
-  return drawn > IntLimits::max() - start ? IntLimits::max() : start + drawn;
+  return static_cast<std::int32_t>(
+      std::clamp<std::int64_t>(std::int64_t{start} + drawn, IntLimits::min(), IntLimits::max()));
 }
 
 PassiveBlinking::PassiveBlinking(HBLeds* leds)
