@@ -211,7 +211,7 @@ TEST(Animations, RunSideBySide) {
   clock.awaitSleepers(4);
   EXPECT_EQ(LedsAccess::guardCount(), 3);
   stop.raise();
-  clock.advance(std::chrono::hours(25));
+  clock.advance(std::chrono::hours(100));
   for (auto& one : running) EXPECT_TRUE(one.ends());
   EXPECT_EQ(robot.journal().count("Pause passive blinking"), 1u);
   EXPECT_EQ(robot.journal().count("Resume passive blinking"), 1u);

@@ -13,12 +13,10 @@
 namespace HB::test {
 namespace {
 
-using ::testing::ElementsAre;
-using ::testing::IsEmpty;
+using ::testing::ElementsAre, ::testing::IsEmpty;
 using Strings = std::vector<std::string>;
 
-/// A robot with that many ear positions, each a LED in the left and in the right ear, and one LED
-/// more.
+/// A robot with that many ear positions, a LED in each ear for every one, and one LED more.
 RobotXml ring(int positions) {
   RobotXml xml;
   xml.led("Brain", "BrainLeds AllLeds", {{"Head/Led/Front", "white"}});
@@ -237,21 +235,23 @@ TEST(EarLedsSetAngle, RefusesDurationsThatAreNotAboveZeroAndAtMostADay) {
 TEST(EarLedsSetAngle, ChecksBeforeItLocks) {
   Robot robot(ring(10));
   LedsAccess in(robot.leds());
-  const std::unique_lock holder(in.fLedsMutex());
+  std::unique_lock holder(in.fLedsMutex());
   Beside refused([&] {
     EXPECT_THROW(robot.leds().earLedsSetAngle(361, 1.0F, true), std::invalid_argument);
     EXPECT_THROW(robot.leds().earLedsSetAngle(0, 0.0F, true), std::invalid_argument);
   });
   EXPECT_TRUE(refused.ends());
+  holder.unlock();
 }
 
 TEST(EarLedsSetAngle, DoesNothingWithoutEarsNotEvenLock) {
   Robot robot(ring(0));
   LedsAccess in(robot.leds());
   {
-    const std::unique_lock holder(in.fLedsMutex());
+    std::unique_lock holder(in.fLedsMutex());
     Beside returns([&] { robot.leds().earLedsSetAngle(90, 86400.0F, true); });
     EXPECT_TRUE(returns.ends());
+    holder.unlock();
   }
   EXPECT_THAT(robot.journal().lines(), IsEmpty());
   EXPECT_THROW(robot.leds().earLedsSetAngle(361, 1.0F, true), std::invalid_argument);

@@ -193,13 +193,14 @@ TEST(RotateEyes, PausesPassiveBlinkingBeforeItRefuses) {
 TEST(RotateEyes, RefusesBeforeItLocks) {
   Robot robot;
   LedsAccess in(robot.leds());
-  const std::unique_lock holder(in.fLedsMutex());
+  std::unique_lock holder(in.fLedsMutex());
   Beside refused([&] {
     EXPECT_THROW(robot.leds().rotateEyes(-1, 1.0F, 1.0F), std::invalid_argument);
     EXPECT_THROW(robot.leds().rotateEyes(0, -1.0F, 1.0F), std::invalid_argument);
     EXPECT_THROW(robot.leds().rotateEyes(0, 1.0F, kNaN), std::invalid_argument);
   });
   EXPECT_TRUE(refused.ends());
+  holder.unlock();
 }
 
 TEST(RotateEyes, OnlySwitchesTheFaceOffForNoDuration) {
