@@ -27,15 +27,30 @@ void ModuleLoader::xWaitFor(Condition condition) {
   while (!fInterrupted && !condition()) fChanged.wait_for(lock, kLook);
 }
 
-void ModuleLoader::load(const std::string& file) {
+ModuleSlot& ModuleLoader::xBegin(const std::string& file) {
   const std::string name = moduleNameOf(file);
   if (xFind(name) != nullptr) throw std::invalid_argument("Module " + name + " is already loaded");
-  const auto& slot =
-      fSlots.emplace_back(std::make_unique<ModuleSlot>(file, fBroker, fOutput, [this] {
-        const std::lock_guard lock(fMutex);
-        fChanged.notify_all();
-      }));
-  xWaitFor([&slot] { return slot->state() != State::kLoading || slot->isHeldUp(); });
+  auto slot = std::make_unique<ModuleSlot>(file, fBroker, fOutput, [this] {
+    const std::lock_guard lock(fMutex);
+    fChanged.notify_all();
+  });
+  const std::lock_guard lock(fMutex);
+  return *fSlots.emplace_back(std::move(slot));
+}
+
+void ModuleLoader::load(const std::string& file) {
+  const ModuleSlot& slot = xBegin(file);
+  xWaitFor([&slot] { return slot.state() != State::kLoading || slot.isHeldUp(); });
+}
+
+void ModuleLoader::loadWhole(const std::string& file, const std::function<bool()>& isGivenUp) {
+  const ModuleSlot& slot = xBegin(file);
+  xWaitFor([&] { return slot.state() != State::kLoading || isGivenUp(); });
+  if (slot.state() == State::kStanding) return;
+  const std::string name = slot.name();
+  const std::string words = slot.state() == State::kFailed ? slot.error() : "it was given up";
+  unload(name);
+  throw std::runtime_error("Module " + name + " cannot start: " + words);
 }
 
 bool ModuleLoader::waitUntilAllStand() {
@@ -66,6 +81,7 @@ ModuleLoader::Failure ModuleLoader::failure() const {
 }
 
 std::vector<std::string> ModuleLoader::modules() const {
+  const std::lock_guard lock(fMutex);
   std::vector<std::string> names;
   for (const auto& slot : fSlots) names.push_back(slot->name());
   return names;
@@ -81,11 +97,23 @@ void ModuleLoader::unload(const std::string& name) {
   ModuleSlot* const slot = xFind(name);
   if (slot == nullptr) throw std::invalid_argument("Module " + name + " is not loaded");
   slot->unload();
-  std::erase_if(fSlots, [slot](const auto& one) { return one.get() == slot; });
+  xForget(slot);
 }
 
 void ModuleLoader::unloadAll() {
-  while (!fSlots.empty()) fSlots.pop_back();
+  while (!fSlots.empty()) {
+    fSlots.back()->unload();
+    xForget(fSlots.back().get());
+  }
+}
+
+void ModuleLoader::xForget(const ModuleSlot* slot) {
+  std::unique_ptr<ModuleSlot> gone;  // destroyed without the lock: its thread announces under it
+  const std::lock_guard lock(fMutex);
+  const auto found =
+      std::ranges::find_if(fSlots, [&](const auto& one) { return one.get() == slot; });
+  gone = std::move(*found);
+  fSlots.erase(found);
 }
 
 }  // namespace tavro

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -12,7 +13,8 @@
 
 namespace tavro {
 
-/// `interrupt` may be called from any thread; everything else belongs to one thread.
+/// `interrupt` and `modules` may be called from any thread; everything else by one thread at a
+/// time.
 class ModuleLoader {
  public:
   struct Failure {
@@ -29,6 +31,10 @@ class ModuleLoader {
   /// stands, has failed or waits for a service. Errors: `std::invalid_argument` when a module of
   /// that name is loaded.
   void load(const std::string& file);
+  /// Loads the module in `file` and returns when it stands. `isGivenUp` is asked again and again
+  /// meanwhile. Errors: as `load`; `std::runtime_error` with the module's words when it fails, or
+  /// when it was given up or interrupted; it is gone again then.
+  void loadWhole(const std::string& file, const std::function<bool()>& isGivenUp);
   /// Returns when every module stands (true), one has failed, or `interrupt` was called.
   bool waitUntilAllStand();
   /// Makes the two above return at once, now and later.
@@ -48,11 +54,13 @@ class ModuleLoader {
  private:
   template <class Condition>
   void xWaitFor(Condition condition);
+  ModuleSlot& xBegin(const std::string& file);
   ModuleSlot* xFind(const std::string& name) const;
+  void xForget(const ModuleSlot* slot);
 
   const std::shared_ptr<HB::HBBroker> fBroker;
   OutputTap& fOutput;
-  mutable std::mutex fMutex;  // guards the flag below; a slot's change is announced under it too
+  mutable std::mutex fMutex;  // guards all below; a slot's change is announced under it too
   std::condition_variable fChanged;
   bool fInterrupted = false;
   std::vector<std::unique_ptr<ModuleSlot>> fSlots;

@@ -12,7 +12,7 @@ namespace {
 const xo::log::Category kLog{"tavro"};
 
 // In the order in which they start; each may use those before it.
-constexpr std::array kModules{"memory", "robotmodel", "motion", "leds"};
+constexpr std::array kModules{"memory", "robotmodel", "motion", "leds", "signsandfeedback"};
 
 // How long calls that were asked to stop have for it before their modules' sleeps end.
 constexpr std::chrono::milliseconds kStopPatience{300};
@@ -42,9 +42,11 @@ int Robot::run(std::ostream& out, std::ostream& error) {
   int status = 0;
   if (xLoadModules()) {
     const std::string name = xRobotName();
+    const HostService hostService(*fSession, fLoader, fOptions.moduleDirectory);
     fServer.setReady(name);
     out << "ready robot=" << name << std::endl;
     xWaitForStop();
+    fServer.stop(kStopPatience);  // before HBHost goes: it waits for its calls
   } else if (const auto failure = fLoader.failure(); !failure.module.empty()) {
     error << "tavro: module " << failure.module << " cannot start: " << printable(failure.text)
           << std::endl;

@@ -8,6 +8,7 @@
 
 #include "access/access.h"
 #include "remote/server/server.h"
+#include "tavro/host_service.h"
 #include "tavro/module_loader.h"
 #include "tavro/options.h"
 #include "tavro/output_tap.h"
