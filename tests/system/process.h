@@ -34,6 +34,7 @@ class Process {
   Process(const Process&) = delete;
   Process& operator=(const Process&) = delete;
 
+  pid_t pid() const { return fPid; }
   void signal(int number) const;
   /// The first line of standard output that begins with `start`, without it. Errors:
   /// `std::runtime_error` with all that was printed, when none comes in time.

@@ -25,6 +25,7 @@ class Robot {
   std::string socket() const { return fFolder.file("robot.sock"); }
   const std::string& readyLine() const { return fReady; }
   Process& process() { return fProcess; }
+  pid_t pid() const { return fProcess.pid(); }
 
   /// ledctl with these words, connected to this robot.
   Outcome ledctl(const std::vector<std::string>& words) const;
