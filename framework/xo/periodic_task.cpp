@@ -7,6 +7,7 @@
 #include <mutex>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "framework/xo/call.h"
 #include "framework/xo/clock.h"
@@ -134,9 +135,9 @@ PeriodicTask::PeriodicTask() : fState(std::make_shared<State>()) {}
 
 PeriodicTask::~PeriodicTask() { stop(); }
 
-void PeriodicTask::setName(const std::string& name) {
+void PeriodicTask::setName(std::string name) {
   const std::lock_guard lock(fState->mutex);
-  fState->settings.name = name;
+  fState->settings.name = std::move(name);
 }
 
 void PeriodicTask::setUsPeriod(std::int64_t period) {

@@ -23,7 +23,7 @@ class PeriodicTask {
   PeriodicTask(const PeriodicTask&) = delete;
   PeriodicTask& operator=(const PeriodicTask&) = delete;
 
-  void setName(const std::string& name);
+  void setName(std::string name);
   /// Microseconds, at least 1; 100,000 until it is set. Errors: `std::invalid_argument`.
   void setUsPeriod(std::int64_t period);
   void setCallback(std::function<void()> callback);

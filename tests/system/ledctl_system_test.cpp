@@ -128,7 +128,8 @@ TEST(Ledctl, PrintsJsonWhenAsked) {
 }
 
 TEST(Ledctl, ListsTheRobotsServices) {
-  EXPECT_EQ(outputOf({"services"}), "HBLeds\nHBMemory\nHBMotion\nHBRobotModel\nStanding\n");
+  EXPECT_EQ(outputOf({"services"}),
+            "HBHost\nHBLeds\nHBMemory\nHBMotion\nHBRobotModel\nHBSignsAndFeedback\nStanding\n");
 }
 
 TEST(Ledctl, ListsOneLineOrOneElementARowOfTheTable) {

@@ -53,6 +53,7 @@ void HBSignsAndFeedback::triggerBit(const std::string& bit) {
 
 std::vector<std::string> HBSignsAndFeedback::listBits() const {
   std::vector<std::string> names;
+  names.reserve(kBits.size());
   for (const auto& [name, methods] : kBits) names.push_back(name);
   return names;
 }
