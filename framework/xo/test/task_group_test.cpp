@@ -180,6 +180,7 @@ TEST(TaskGroupClose, WaitsForWhatRunsAndForItsDestruction) {
 
 TEST(TaskGroupClose, LetsTheTasksThatItDestroysPost) {
   struct Poster {
+    explicit Poster(TaskGroup* given) : tasks(given) {}
     TaskGroup* tasks;
     ~Poster() {
       if (tasks != nullptr) tasks->post([] { ADD_FAILURE(); });
