@@ -7,6 +7,7 @@ JOBS ?= $(shell awk -v cpus="$$(nproc)" '/^MemAvailable/ { fit = int($$2 / 10485
   if (fit < 1) fit = 1; print (fit < cpus) ? fit : cpus }' /proc/meminfo)
 CMAKE_ARGS ?=
 BENCH_ARGS ?=
+CTEST_ARGS ?=
 
 .PHONY: help run build test test-asan test-tsan bench format clean deps test-deps
 .NOTPARALLEL:
@@ -48,12 +49,12 @@ test-asan: export ASAN_OPTIONS = detect_leaks=1:strict_string_checks=1
 test-asan: export UBSAN_OPTIONS = print_stacktrace=1
 test-asan: test-deps build-asan/build.ninja
 	@cmake --build build-asan -j $(JOBS) --target tests_all
-	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE source
+	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE source $(CTEST_ARGS)
 
 test-tsan: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
 test-tsan: test-deps build-tsan/build.ninja
 	@cmake --build build-tsan -j $(JOBS) --target tests_tsan
-	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan
+	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan $(CTEST_ARGS)
 
 bench: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks

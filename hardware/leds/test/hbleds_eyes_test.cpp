@@ -113,7 +113,9 @@ TEST(RotateEyes, TurnsWholeTurnsUntilTheirSumInSinglePrecisionReachesTheDuration
                                                              {86400, 86400, 1},
                                                              {86400, 0.5F, 1}}) {
     robot.forget();
-    const auto drive = driven(clock, [&] { robot.leds().rotateEyes(0xFFFFFF, turn, total); });
+    const auto drive = driven(clock, [&robot, turn = turn, total = total] {
+      robot.leds().rotateEyes(0xFFFFFF, turn, total);
+    });
     EXPECT_THAT(robot.motion().writes(), SizeIs(1 + 8 * count)) << turn << ", " << total;
     EXPECT_EQ(drive.ms, 8 * static_cast<long long>(count) * static_cast<int>(1000 * turn / 8));
   }
@@ -235,7 +237,8 @@ TEST(RandomEyes, LastsAsManyCyclesOfTwentyMillisecondsAsBeginInItsDuration) {
                                                                            {0.021F, 2},
                                                                            {0.2F, 10}}) {
     robot.forget();
-    const auto drive = driven(clock, [&] { robot.leds().randomEyes(duration); });
+    const auto drive =
+        driven(clock, [&robot, duration = duration] { robot.leds().randomEyes(duration); });
     EXPECT_THAT(robot.motion().writes(), SizeIs(48 * cycles)) << duration;
     EXPECT_EQ(drive.ms, 20 * cycles);
     EXPECT_THAT(robot.log().lines(), ElementsAre(kPaused, kResumed));

@@ -177,7 +177,8 @@ TEST(Rasta, LastsAsManyCyclesAsBeginInElevenTenthsOfItsDuration) {
                                                                            {0.9F, 5},
                                                                            {0.95F, 6}}) {
     robot.forget();
-    const auto drive = driven(clock, [&] { robot.leds().rasta(duration); });
+    const auto drive =
+        driven(clock, [&robot, duration = duration] { robot.leds().rasta(duration); });
     const auto script = pattern(robot.leds(), cycles);
     EXPECT_EQ(difference(script.writes(), timed(robot.motion(), drive.start)), "") << duration;
     EXPECT_EQ(drive.ms, 200 * cycles);
@@ -194,7 +195,7 @@ TEST(Rasta, OfAnEndlessDurationGoesOnUntilItIsStopped) {
       if (number > 1000) stop.raise();
     });
     const auto drive = driven(
-        clock, [&] { robot.leds().rasta(duration); }, &stop);
+        clock, [&robot, duration = duration] { robot.leds().rasta(duration); }, &stop);
     EXPECT_GE(drive.ms, 200 * 100);
     EXPECT_EQ(drive.ms % 200, 0);
   }
