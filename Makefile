@@ -8,6 +8,7 @@ JOBS ?= $(shell awk -v cpus="$$(nproc)" '/^MemAvailable/ { fit = int($$2 / 10485
 CMAKE_ARGS ?=
 BENCH_ARGS ?=
 CTEST_ARGS ?=
+TARGETS ?= tests_all
 
 .PHONY: help run build test test-asan test-tsan bench format clean deps test-deps
 .NOTPARALLEL:
@@ -48,7 +49,7 @@ test: test-deps build/build.ninja
 test-asan: export ASAN_OPTIONS = detect_leaks=1:strict_string_checks=1
 test-asan: export UBSAN_OPTIONS = print_stacktrace=1
 test-asan: test-deps build-asan/build.ninja
-	@cmake --build build-asan -j $(JOBS) --target tests_all
+	@cmake --build build-asan -j $(JOBS) --target $(TARGETS)
 	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE source $(CTEST_ARGS)
 
 test-tsan: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
