@@ -122,6 +122,7 @@ Outcome Process::wait(std::chrono::milliseconds deadline) {
     if (std::chrono::steady_clock::now() > end) {
       throw std::runtime_error("still running, after printing:\n" + outputSoFar());
     }
+    // Between two looks: waiting for a process has no deadline of its own.
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   if (!fStatus) fStatus = statusOf(waited);
@@ -143,6 +144,7 @@ bool eventually(const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + kDeadline;
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;
+    // Between two looks at another process, which wakes nobody here.
     std::this_thread::sleep_for(std::chrono::milliseconds(10));
   }
   return true;

@@ -42,6 +42,7 @@ class Standing final : public HB::HBModule {
   }
   void hang(const int& seconds) {
     ++fBegun;
+    // Not the framework's sleep, on purpose: a call that no ending and no stop can shorten.
     std::this_thread::sleep_for(std::chrono::seconds(seconds));
   }
 
