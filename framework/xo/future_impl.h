@@ -65,9 +65,9 @@ void passCancelOn(const Promise<R>& promise, const Future<T>& target) {
   });
 }
 
-/// A future of what `change` makes of this one's value. It alone keeps `source`: unlike `andThen`'s,
-/// it is for changes that nobody misses when nobody looks, and a delay whose changed future is
-/// dropped frees its timer.
+/// A future of what `change` makes of a value. It alone keeps `source`, unlike that of `andThen`:
+/// for changes that nobody misses when nobody looks. A delay whose changed future is dropped frees
+/// its timer.
 template <class R, class T, class F>
 Future<R> changed(const Future<T>& source, F change) {
   const auto result = makeState<R>();
