@@ -112,6 +112,20 @@ TEST(Unloading, WaitsForTheThreadOfPassiveBlinkingToEndItsGuard) {
   EXPECT_EQ(LedsAccess::guardCount(), 0);
 }
 
+// The handler has nothing but a plain pointer to the module.
+TEST(Unloading, RefusesAnExpiryThatComesWhenTheModuleIsGoing) {
+  Life life;
+  LedsAccess in(life.leds());
+  PassiveBlinking& blinking = *in.fPassiveBlinking();
+  blinking.setTimeBetweenTwoBlinks(5000, 5000);
+  blinking.pause();
+  blinking.start(-1);
+  blinking.resume();
+  in.fTasks()->close();
+  Beside([&] { LedsAccess::expire(blinking, {}); }).get();
+  EXPECT_TRUE(LedsAccess::currentBlink(blinking).hasValue());  // as it was made: none was tried
+}
+
 /// A rotation whose destruction takes its time, while its task still runs.
 class SlowToGo final : public LedsRotationASR {
  public:
