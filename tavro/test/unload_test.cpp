@@ -155,7 +155,10 @@ class TakingModulesAway : public ::testing::Test {
   }
 
   Rack fRack{kModel};
-  Watchdog fDog{[this] { return runningText(fRack.access()); }};
+  Watchdog fDog{[this] {
+    return runningText(fRack.access()) +
+           "delays of the event loop: " + std::to_string(xo::getEventLoop().pendingDelays()) + "\n";
+  }};
   Footprint fBare{};
   xo::Object fLeds;
   HeapTrend fHeap;
