@@ -173,13 +173,13 @@ TEST(HeapTrendCanary, FindsWhatEveryRoundLeavesBehindOnAnyThread) {
   HeapTrend flat;
   await([] { return xo::getEventLoop().pendingDelays() == 0; });
   left.reserve(20);
-  for (int round = 0; round < 20; ++round) {
+  for (int round = 0; round < 40; ++round) {
     std::thread([] { const auto passing = std::make_unique<char[]>(100000); }).join();
-    flat.note(round);
+    if (round >= 20) flat.note(round);
   }
   for (int round = 0; round < 20; ++round) {
     std::thread([&] {
-      left.push_back(std::make_unique<char[]>(static_cast<std::size_t>(kBytesPerRound)));
+      left.push_back(std::make_unique<char[]>(2 * static_cast<std::size_t>(kBytesPerRound)));
     }).join();
     leaking.note(round);
   }
