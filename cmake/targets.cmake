@@ -31,8 +31,8 @@ function(tavro_module name)
 endfunction()
 
 # One test program, one ctest case of the same name, labelled with its top folder. Those below the
-# remote layer carry the label tsan: the thread sanitizer knows every instruction that they run. TSAN
-# gives it to another one.
+# remote layer, and those that say TSAN, carry the label tsan: the thread sanitizer knows every
+# instruction that they run.
 # tavro_test(NAME SOURCES... [DEPENDS targets...] [TSAN])
 find_package(GTest REQUIRED)
 function(tavro_test name)
