@@ -19,6 +19,7 @@
 #include "remote/client/address.h"
 #include "remote/server/bind_error.h"
 #include "remote/server/crew.h"
+#include "remote/server/doorkeeper.h"
 #include "remote/server/health.h"
 #include "remote/server/robot_service.h"
 #include "remote/server/unix_socket.h"
@@ -95,6 +96,7 @@ struct Server::State {
   const Options options;
   std::optional<Address> tcp;
   UnixSocketPlace unixPlace;
+  std::shared_ptr<Doorkeeper> doorkeeper;  // of the TCP port, if it has one
 
   RobotService service;
   HealthService health{service.endables()};
@@ -109,6 +111,8 @@ struct Server::State {
   std::thread ending;
 
   void listen();
+  void claimTcpAddress();
+  std::shared_ptr<grpc::ServerCredentials> protectTcp();
   void claimUnixPath();
   void beginEnd();
   void end();
@@ -125,17 +129,39 @@ void Server::State::claimUnixPath() {
   }
 }
 
+void Server::State::claimTcpAddress() {
+  tcp = parseAddress(options.listen);
+  if (tcp->kind != Address::Kind::kTcp) {
+    throw std::invalid_argument("Cannot listen on " + options.listen +
+                                ": a Unix socket is named by its path, as another option");
+  }
+  if (tcp->host == "localhost") tcp->host = "127.0.0.1";
+}
+
+std::shared_ptr<grpc::ServerCredentials> Server::State::protectTcp() {
+  if (options.tlsCertificate.empty() != options.tlsKey.empty()) {
+    throw std::invalid_argument("TLS needs both a certificate and its key (--tls-cert, --tls-key)");
+  }
+  const bool hasTls = !options.tlsKey.empty();
+  const auto verdict = judge({.isLocal = tcp->isLocal(),
+                              .hasTls = hasTls,
+                              .hasTokens = !options.tokens.empty(),
+                              .isInsecureAllowed = options.isInsecureAllowed});
+  if (!verdict.refusal.empty()) {
+    throw std::invalid_argument("Cannot listen on " + options.listen + ": " + verdict.refusal);
+  }
+  if (!verdict.warning.empty()) kLog.warning(verdict.warning + " (" + tcp->text() + ")");
+  if (!options.tokens.empty()) {
+    doorkeeper =
+        std::make_shared<Doorkeeper>(door::Tokens::readFile(options.tokens), verdict.needsToken);
+  }
+  return hasTls ? tlsCredentials(options.tlsCertificate, options.tlsKey, doorkeeper)
+                : plaintextCredentials(doorkeeper);
+}
+
 void Server::State::listen() {
   prepareLibrary();
-  if (!options.listen.empty()) {
-    tcp = parseAddress(options.listen);
-    if (tcp->kind != Address::Kind::kTcp || !tcp->isLocal()) {
-      throw std::invalid_argument("Cannot listen on " + options.listen +
-                                  ": only addresses of this machine are allowed, such as " +
-                                  kDefaultTcpAddress);
-    }
-    if (tcp->host == "localhost") tcp->host = "127.0.0.1";
-  }
+  if (!options.listen.empty()) claimTcpAddress();
   claimUnixPath();
   if (!tcp && unixPlace.path().empty()) {
     throw std::invalid_argument("There is no address to listen on");
@@ -144,8 +170,9 @@ void Server::State::listen() {
   setLimits(builder, access.limits());
   int port = 0;
   if (tcp) {
+    const auto credentials = protectTcp();
     requireBindable(*tcp);
-    builder.AddListeningPort(tcp->text(), grpc::InsecureServerCredentials(), &port);
+    builder.AddListeningPort(tcp->text(), credentials, &port);
   }
   if (!unixPlace.path().empty()) {
     builder.AddListeningPort("unix:" + unixPlace.path(), grpc::InsecureServerCredentials());
@@ -156,8 +183,11 @@ void Server::State::listen() {
   server = builder.BuildAndStart();
   if (!server) {
     queue->Shutdown();
-    throw std::runtime_error("Cannot listen on " +
-                             (tcp ? tcp->text() : "unix:" + unixPlace.path()));
+    throw std::runtime_error(
+        "Cannot listen on " + (tcp ? tcp->text() : "unix:" + unixPlace.path()) +
+        (options.tlsKey.empty() ? ""
+                                : ": perhaps " + options.tlsCertificate +
+                                      " is not the certificate of the key " + options.tlsKey));
   }
   if (tcp) tcp->port = port;
   unixPlace.makePrivate();
