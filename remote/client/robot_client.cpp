@@ -28,7 +28,7 @@ constexpr const char* kTlsAdvice =
 std::string secondsText(std::chrono::milliseconds time) {
   const auto tenths = (time.count() + 50) / 100;
   std::string text = std::to_string(tenths / 10);
-  if (tenths % 10 != 0) text += "." + std::to_string(tenths % 10);
+  if (tenths % 10 != 0) text.append(".").append(std::to_string(tenths % 10));
   return text + " s";
 }
 
@@ -169,6 +169,13 @@ v1::GetInfoReply RobotClient::Connection::meet() const {
                       "The robot at " + address.text() +
                           " does not let this program in: " + status.error_message(),
                       {}, "Whoever runs the robot hands out its tokens.");
+  }
+  if (status.error_message().find("GOAWAY") != std::string::npos) {
+    const std::string limit = limitOfConnections(address);
+    if (!limit.empty()) {
+      throw RemoteError(Fault::kRefused,
+                        "The robot at " + address.text() + " turned this program away: " + limit);
+    }
   }
   const std::string nobody = whyNobodyListens(address);
   if (!nobody.empty()) {

@@ -1,6 +1,9 @@
 #include "remote/server/doorkeeper.h"
 
+#include <grpcpp/generic/async_generic_service.h>
+
 #include <array>
+#include <chrono>
 #include <cstring>
 #include <fstream>
 #include <sstream>
@@ -31,6 +34,23 @@ std::string readPem(const std::string& path, const char* what, const std::string
                              " is no PEM file: there is no '" + mark + "' in it");
   }
   return text.str();
+}
+
+/// Whether gRPC can use them, which it looks at when it listens itself: here for an instant.
+bool areUsable(const std::shared_ptr<grpc::ServerCredentials>& credentials) {
+  grpc::ServerBuilder builder;
+  grpc::AsyncGenericService nothing;
+  builder.RegisterAsyncGenericService(&nothing);
+  builder.AddListeningPort("127.0.0.1:0", credentials);
+  const auto queue = builder.AddCompletionQueue();
+  const auto server = builder.BuildAndStart();
+  if (server) server->Shutdown(std::chrono::system_clock::now());
+  queue->Shutdown();
+  void* tag = nullptr;
+  bool ok = false;
+  while (queue->Next(&tag, &ok)) {
+  }
+  return server != nullptr;
 }
 
 }  // namespace
@@ -80,6 +100,11 @@ std::shared_ptr<grpc::ServerCredentials> tlsCredentials(
       {readPem(keyFile, "TLS key", "PRIVATE KEY-----"),
        readPem(certificateFile, "TLS certificate", "-----BEGIN CERTIFICATE-----")});
   auto credentials = grpc::SslServerCredentials(options);
+  if (!areUsable(grpc::SslServerCredentials(options))) {
+    throw std::runtime_error("TLS cannot be used: " + certificateFile +
+                             " is not the certificate of the key " + keyFile +
+                             ", or one of them is damaged");
+  }
   if (doorkeeper) credentials->SetAuthMetadataProcessor(doorkeeper);
   return credentials;
 }

@@ -37,7 +37,7 @@ std::shared_ptr<grpc::ServerCredentials> plaintextCredentials(
     const std::shared_ptr<Doorkeeper>& doorkeeper);
 
 /// TLS 1.2 or later. Errors: `std::runtime_error` that names a file that cannot be read or is no
-/// PEM.
+/// PEM, or both files when they do not fit.
 std::shared_ptr<grpc::ServerCredentials> tlsCredentials(
     const std::string& certificateFile, const std::string& keyFile,
     const std::shared_ptr<Doorkeeper>& doorkeeper);

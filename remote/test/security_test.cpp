@@ -5,7 +5,6 @@
 #include <gmock/gmock.h>
 #include <grpcpp/generic/generic_stub.h>
 #include <ifaddrs.h>
-#include <net/if.h>
 #include <sys/stat.h>
 
 #include <array>
@@ -43,9 +42,9 @@ std::string ownAddress() {
   std::string found;
   for (const ifaddrs* one = all; one != nullptr && found.empty(); one = one->ifa_next) {
     if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET) continue;
-    if ((one->ifa_flags & IFF_LOOPBACK) != 0 || (one->ifa_flags & IFF_UP) == 0) continue;
     std::array<char, INET_ADDRSTRLEN> text{};
     const auto* const name = reinterpret_cast<const sockaddr_in*>(one->ifa_addr);
+    if (ntohl(name->sin_addr.s_addr) >> 24U == IN_LOOPBACKNET) continue;
     if (::inet_ntop(AF_INET, &name->sin_addr, text.data(), text.size()) != nullptr) {
       found = text.data();
     }
