@@ -72,7 +72,11 @@ void Robot::requestStop() {
 bool Robot::xLoadModules() {
   const std::filesystem::path folder(fOptions.moduleDirectory);
   for (const char* name : kRobotModules) {
-    if (std::ranges::find(fOptions.without, name) != fOptions.without.end()) continue;
+    if (std::ranges::find(fOptions.without, name) != fOptions.without.end()) {
+      kLog.info(std::string("Module ") + name +
+                " is left out: who needs its service waits until somebody lends it");
+      continue;
+    }
     fLoader.load((folder / (std::string("lib") + name + ".so")).string());
     if (!fLoader.failure().module.empty()) return false;
   }
