@@ -277,6 +277,7 @@ std::vector<NamedLimit> Access::listLimits() const {
       {"calls that run at once, of all clients", fLimits.mostCalls()},
   };
   for (const Places* places : {&fFutures, &fWatches, &fLends}) places->listLimits(limits);
+  limits.push_back({"connections, by each way in", fLimits.connections});
   fQuotas.listLimits(limits);
   return limits;
 }

@@ -14,6 +14,12 @@ const xo::log::Category kLog{"tavro"};
 // A group that a client makes stays until the LED service goes.
 const door::Quota kGroups{"HBLeds", "createGroup", 1000, "client-made groups"};
 
+door::Limits limitsOfThisMachine() {
+  door::Limits limits;
+  limits.connections = remote::affordableConnections(limits.connections, 2);
+  return limits;
+}
+
 // How long calls that were asked to stop have for it before their modules' sleeps end.
 constexpr std::chrono::milliseconds kStopPatience{300};
 
@@ -34,7 +40,7 @@ Robot::Robot(Options options, OutputTap& output)
     : fOptions(std::move(options)),
       fSession(std::make_shared<xo::Session>()),
       fBroker(HB::HBBroker::create(fSession, {{"model", fOptions.model}})),
-      fAccess(fSession, {}, {kGroups}),
+      fAccess(fSession, limitsOfThisMachine(), {kGroups}),
       fServer(fAccess, serverOptionsOf(fOptions)),
       fLoader(fBroker, output) {}
 

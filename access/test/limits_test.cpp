@@ -184,6 +184,7 @@ TEST(ListLimits, NamesEachLimitOnceWithItsNumber) {
   EXPECT_EQ(most("calls that run at once, of all clients"), 96u);
   EXPECT_EQ(most("watches, of one client"), 64u);
   EXPECT_EQ(most("lent services, of all clients"), 64u);
+  EXPECT_EQ(most("connections, by each way in"), 1024u);
   EXPECT_EQ(most("things made"), 7u);
 }
 

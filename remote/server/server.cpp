@@ -81,9 +81,10 @@ void setLimits(grpc::ServerBuilder& builder, const door::Limits& limits) {
 
 }  // namespace
 
-std::size_t openFileLimit() {
+std::size_t affordableConnections(std::size_t wanted, std::size_t ways) {
   rlimit limit{};
-  return ::getrlimit(RLIMIT_NOFILE, &limit) == 0 ? limit.rlim_cur : 0;
+  const bool isKnown = ::getrlimit(RLIMIT_NOFILE, &limit) == 0;
+  return connectionsFor(wanted, isKnown ? limit.rlim_cur : 0, ways);
 }
 
 std::size_t raiseOpenFileLimit() {
@@ -219,7 +220,7 @@ void Server::State::listen() {
   health.begin(queue.get(), counted);
   const auto& limits = access.limits();
   crew = std::make_unique<Crew>(*queue, static_cast<int>(limits.mostCalls()) + 2, "remote");
-  const std::size_t most = connectionsFor(limits.connections, openFileLimit(), ways.size());
+  const std::size_t most = affordableConnections(limits.connections, ways.size());
   acceptor = std::make_unique<Acceptor>(std::move(ways), most);
 }
 

@@ -16,6 +16,10 @@ namespace remote {
 /// do not end its listening. Returns the limit in force. Call once at start.
 std::size_t raiseOpenFileLimit();
 
+/// How many connections each of `ways` (TCP, Unix socket) may have at once: as many as wanted, or
+/// as the open files allowed now suffice for.
+std::size_t affordableConnections(std::size_t wanted, std::size_t ways);
+
 /// Thread-safe.
 class Server {
  public:
