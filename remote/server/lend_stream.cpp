@@ -49,8 +49,8 @@ void LendStream::stand(const v1::DescribeServiceReply& offer) {
          "The name " + service + " belongs to a service of the robot itself"});
     return;
   }
-  const auto calls = std::make_shared<LentCalls>(
-      service, [weak = weak_from_this()](v1::LendReply message) {
+  const auto calls =
+      std::make_shared<LentCalls>(service, [weak = weak_from_this()](v1::LendReply message) {
         const auto self = weak.lock();
         return self && static_cast<LendStream&>(*self).send(std::move(message));
       });

@@ -31,8 +31,7 @@ class LendStream final : public Duplex<tavro::v1::LendRequest, tavro::v1::LendRe
   explicit LendStream(House& house) : fHouse(house) {}
 
   void endWithServer() override;
-  std::chrono::steady_clock::time_point pingDue(
-      std::chrono::steady_clock::time_point now) override;
+  std::chrono::steady_clock::time_point pingDue(std::chrono::steady_clock::time_point now) override;
 
  private:
   void received(tavro::v1::LendRequest request) override;

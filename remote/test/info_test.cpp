@@ -55,7 +55,9 @@ TEST(WatchServices, TellsAllAtFirstAndAllAgainAfterEachChange) {
   TestRobot robot;
   std::unique_ptr<xo::Session::Registration> extra;
   std::vector<std::vector<ServiceInfo>> seen;
-  const auto publish = [&] { extra = robot.session->registerService("Zebra", xo::ObjectBuilder()); };
+  const auto publish = [&] {
+    extra = robot.session->registerService("Zebra", xo::ObjectBuilder());
+  };
   robot.connect()->watchServices([&](const std::vector<ServiceInfo>& services) {
     seen.push_back(services);
     if (seen.size() == 1) publish();

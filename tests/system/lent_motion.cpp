@@ -1,5 +1,5 @@
-// A motion service in a process of its own: `lent_motion ADDRESS`. A write with a duration holds its
-// caller until it is over. Prints what it does, a line a step; ended from outside.
+// A motion service in a process of its own: `lent_motion ADDRESS`. A write with a duration holds
+// its caller until it is over. Prints what it does, a line a step; ended from outside.
 #include <algorithm>
 #include <chrono>
 #include <iostream>
