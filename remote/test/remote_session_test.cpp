@@ -56,6 +56,16 @@ TEST(RemoteSession, ThrowsWhatTheMethodThrewByItsOwnType) {
   EXPECT_THROW(test.call("name", true), std::invalid_argument);
 }
 
+TEST(RemoteSession, ThrowsTheModuleFrameworksErrorAsSuch) {
+  const TestRobot robot;
+  xo::ObjectBuilder builder;
+  builder.add(
+      xo::makeMethod<void()>({"fail", "", {}, {}, {}}, [] { throw HB::HBError("broken"); }));
+  const auto registration = robot.session->registerService("Broken", std::move(builder));
+  const auto session = connect(robot.server->tcpAddress());
+  EXPECT_THROW(session->find("Broken").call("fail"), HB::HBError);
+}
+
 TEST(RemoteSession, FuturesCanBeWaitedForCancelledAndDropped) {
   TestRobot robot;
   const auto session = connect(robot.server->tcpAddress());
