@@ -26,7 +26,9 @@ class LendStream final : public Duplex<tavro::v1::LendRequest, tavro::v1::LendRe
   struct House {
     door::Access& access;
     LendWatch watch;
-    std::vector<std::string> reserved;  // names that the robot's own modules will take
+    std::vector<std::string> reserved;  // names that the robot's own modules take as they start
+    std::atomic<bool> isReady{false};   // they have them: what is free then is free
+    std::atomic<std::size_t> standing{0};
   };
   explicit LendStream(House& house) : fHouse(house) {}
 

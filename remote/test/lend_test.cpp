@@ -238,6 +238,26 @@ TEST_F(Lend, ATakenNameIsRefused) {
   EXPECT_EQ(object().call<int>("twice", 4), 8);
 }
 
+TEST_F(Lend, ANameOfTheRobotsOwnIsFreeWhenTheRobotIsReadyAndHasNoSuchService) {
+  EXPECT_THROW((void)lend("HBReserved"), RemoteError);
+  robot.server->setReady("Tester");
+  const auto lending = lend("HBReserved");
+  EXPECT_TRUE(object("HBReserved").isAlive());
+}
+
+TEST_F(Lend, MoreServicesThanTheLimitAreRefused) {
+  std::vector<std::unique_ptr<Lending>> lent;
+  for (int i = 0; i < 64; ++i) lent.push_back(lend("Lamp" + std::to_string(i)));
+  try {
+    (void)lend("OneMore");
+    FAIL();
+  } catch (const RemoteError& error) {
+    EXPECT_STREQ(error.what(), "The services that are lent have reached the limit of 64");
+  }
+  lent.clear();
+  EXPECT_TRUE(comesTrue([&] { return robot.session->services().size() == 2; }));
+}
+
 TEST_F(Lend, EndsWhenTheRobotGoes) {
   const auto lending = lend();
   robot.server->stop();
