@@ -58,6 +58,15 @@ class InstallDeps(unittest.TestCase):
         self.assertEqual(run.returncode, 0, run.stderr)
         self.assertEqual(self.calls(), ["apt-get install -y -q --no-install-recommends cmake"])
 
+    def test_installs_node_only_where_there_is_none(self):
+        self.tool("dpkg-query", 'shift 2; for p; do case $p in nodejs|npm) ;; '
+                  '*) echo "installed $p";; esac; done; exit 1')
+        self.assertEqual(self.run_script("test").returncode, 0)
+        self.assertEqual(self.calls(), ["apt-get install -y -q --no-install-recommends nodejs npm"])
+        self.tool("node", ":")
+        self.tool("npm", ":")
+        self.assertIn("nothing to install", self.run_script("test").stdout)
+
     def test_a_package_that_was_removed_is_missing(self):
         self.tool("dpkg-query", 'shift 2; for p; do [ $p = cmake ] && echo "config-files $p" || '
                   'echo "installed $p"; done')
