@@ -1,0 +1,195 @@
+"""One robot over gRPC: what can be asked of it, as coroutines of the background loop, and what a
+status other than OK means. The only file that knows the channel's settings."""
+from __future__ import annotations
+
+import asyncio
+from pathlib import Path
+from typing import Any, Optional, Union
+
+import grpc
+import grpc.aio
+
+from tavro import address as addresses
+from tavro import errors, values
+from tavro.description import Description, read
+from tavro.v1 import robot_pb2 as wire
+from tavro.v1 import robot_pb2_grpc
+
+PROTOCOL_MAJOR, PROTOCOL_MINOR = 1, 0
+
+_CHANNEL_OPTIONS = [
+    ("grpc.max_receive_message_length", -1),
+    ("grpc.use_local_subchannel_pool", 1),  # one connection a Robot, shared with none
+    ("grpc.enable_http_proxy", 0),
+    ("grpc.enable_retries", 0),
+    ("grpc.initial_reconnect_backoff_ms", 100),
+    ("grpc.min_reconnect_backoff_ms", 1000),
+    ("grpc.max_reconnect_backoff_ms", 1000),
+    # A robot whose machine or network is gone is noticed while something is asked of it.
+    ("grpc.keepalive_time_ms", 10000),
+    ("grpc.keepalive_timeout_ms", 5000),
+    ("grpc.http2.max_pings_without_data", 0),
+]
+
+Code = grpc.StatusCode
+_REFUSALS = {
+    Code.NOT_FOUND: errors.NoSuchService,
+    Code.INVALID_ARGUMENT: errors.LimitReached,
+    Code.RESOURCE_EXHAUSTED: errors.LimitReached,
+    Code.UNAUTHENTICATED: errors.NotAllowed,
+    Code.PERMISSION_DENIED: errors.NotAllowed,
+    Code.ALREADY_EXISTS: errors.NameTaken,
+}
+
+
+class Connection:
+    """Coroutines run on the background loop only; their errors are those of `tavro.errors`.
+
+    `timeout`: seconds that connecting and every short question may take.
+    """
+
+    def __init__(self, where: addresses.Address, *, ca: Union[str, Path, None], token: Optional[str],
+                 name: str, timeout: float) -> None:
+        self.address = where
+        self._ca = Path(ca).read_bytes() if ca is not None else None
+        self.metadata = (("authorization", f"Bearer {token}"),) if token is not None else ()
+        self._name = name
+        self._timeout = timeout
+        self._channel: Optional[grpc.aio.Channel] = None
+        self.stub: Any = None
+
+    async def open(self) -> wire.GetInfoReply:
+        """Connects, and finds out who answers."""
+        options = [*_CHANNEL_OPTIONS, ("grpc.primary_user_agent", self._name)]
+        if self._ca is None:
+            channel = grpc.aio.insecure_channel(str(self.address), options)
+        else:
+            credentials = grpc.ssl_channel_credentials(self._ca)
+            channel = grpc.aio.secure_channel(str(self.address), credentials, options)
+        self._channel = channel
+        self.stub = robot_pb2_grpc.RobotStub(channel)  # type: ignore[no-untyped-call]
+        try:
+            return await self._meet()
+        except BaseException:
+            await self.close()
+            raise
+
+    async def close(self) -> None:
+        """Ends everything that was begun here. Twice is allowed."""
+        channel, self._channel = self._channel, None
+        if channel is not None:
+            await channel.close()
+
+    @property
+    def is_open(self) -> bool:
+        return self._channel is not None
+
+    async def _meet(self) -> wire.GetInfoReply:
+        """The first question: is this a robot, and one that we can talk to?"""
+        reply: wire.GetInfoReply
+        try:
+            reply = await self.stub.GetInfo(wire.GetInfoRequest(), timeout=self._timeout,
+                                            metadata=self.metadata)
+        except grpc.aio.AioRpcError as error:
+            raise await self._why_not_met(error) from None
+        if reply.protocol_major == PROTOCOL_MAJOR:
+            return reply
+        raise errors.OtherVersion(
+            f"The robot at {self.address} speaks version {reply.protocol_major}."
+            f"{reply.protocol_minor} of the protocol, this program version {PROTOCOL_MAJOR}."
+            f"{PROTOCOL_MINOR}")
+
+    async def _why_not_met(self, error: grpc.aio.AioRpcError) -> errors.RobotError:
+        if error.code() in (Code.UNAUTHENTICATED, Code.PERMISSION_DENIED):
+            return errors.NotAllowed(error.details())
+        nobody = await self.address.why_nobody_listens()
+        if nobody:
+            return errors.Unreachable(f"No robot was reached at {self.address}: {nobody}")
+        what = f"What listens at {self.address} is not a robot"
+        if error.code() == Code.DEADLINE_EXCEEDED:
+            return errors.NotARobot(f"{what}, or it is stuck: it accepts connections but did not "
+                                    f"answer within {self._timeout:g} s")
+        return errors.NotARobot(f"{what} ({error.details()})")
+
+    def error_of(self, error: BaseException) -> errors.RobotError:
+        """What a status other than OK, or a cancellation on this side, means once connected."""
+        if not isinstance(error, grpc.aio.AioRpcError):
+            if self.is_open:
+                return errors.Cancelled("The call was cancelled")
+            return errors.Cancelled(f"The connection to {self.address} was closed")
+        code, text = error.code(), error.details() or error.code().name
+        if code in _REFUSALS:
+            return _REFUSALS[code](text)
+        if code == Code.DEADLINE_EXCEEDED:
+            return errors.TimedOut("The call did not end within the time allowed")
+        if code == Code.CANCELLED and not self.is_open:
+            return errors.Cancelled(f"The connection to {self.address} was closed")
+        if code in (Code.UNAVAILABLE, Code.CANCELLED):
+            return errors.Unreachable(f"The robot at {self.address} is gone: {text}")
+        return errors.Refused(text)
+
+    def require_open(self) -> None:
+        if not self.is_open:
+            raise errors.Cancelled(f"The connection to {self.address} is closed")
+
+    async def _ask(self, question: str, request: Any, timeout: Optional[float]) -> Any:
+        self.require_open()
+        try:
+            return await getattr(self.stub, question)(request, timeout=timeout,
+                                                      metadata=self.metadata)
+        except grpc.aio.AioRpcError as error:
+            raise self.error_of(error) from None
+        except asyncio.CancelledError as error:
+            if self.is_open:
+                raise  # who waits for this was cancelled
+            raise self.error_of(error) from None
+
+    async def _ask_short(self, question: str, request: Any) -> Any:
+        try:
+            return await self._ask(question, request, self._timeout)
+        except errors.TimedOut:
+            raise errors.Unreachable(f"The robot at {self.address} did not answer within "
+                                     f"{self._timeout:g} s") from None
+
+    async def info(self) -> wire.GetInfoReply:
+        reply: wire.GetInfoReply = await self._ask_short("GetInfo", wire.GetInfoRequest())
+        return reply
+
+    async def services(self) -> list[str]:
+        reply = await self._ask_short("ListServices", wire.ListServicesRequest())
+        return list(reply.services)
+
+    async def describe(self, service: str) -> Description:
+        request = wire.DescribeServiceRequest(service=service)
+        return read(await self._ask_short("DescribeService", request))
+
+    async def list_calls(self) -> wire.ListCallsReply:
+        reply: wire.ListCallsReply = await self._ask_short("ListCalls", wire.ListCallsRequest())
+        return reply
+
+    async def stop_call(self, call: int) -> bool:
+        return bool((await self._ask_short("StopCall", wire.StopCallRequest(id=call))).found)
+
+    async def read(self, key: str) -> Any:
+        return outcome(await self._ask_short("ReadMemory", wire.ReadMemoryRequest(key=key)))
+
+    async def call(self, request: wire.CallRequest, timeout: Optional[float]) -> Any:
+        """Cancelling this asks the robot's method to stop."""
+        return outcome(await self._ask("Call", request, timeout))
+
+    async def wait_until_ready(self) -> None:
+        """Until the robot answers and every module stands."""
+        while True:
+            try:
+                if (await self.info()).ready:
+                    return
+            except errors.Unreachable:
+                pass
+            await asyncio.sleep(0.05)
+
+
+def outcome(reply: Any) -> Any:
+    """The value of a reply that has a value or an error. Errors: those of the method."""
+    if reply.HasField("error"):
+        raise errors.failure(reply.error.kind, values.exact_text(reply.error))
+    return values.from_wire(reply.value)
