@@ -3,6 +3,7 @@ status other than OK means. The only file that knows the channel's settings."""
 from __future__ import annotations
 
 import asyncio
+import weakref
 from pathlib import Path
 from typing import Any, Optional, Union
 
@@ -52,11 +53,12 @@ class Connection:
                  name: str, timeout: float) -> None:
         self.address = where
         self._ca = Path(ca).read_bytes() if ca is not None else None
-        self.metadata = (("authorization", f"Bearer {token}"),) if token is not None else ()
+        self._metadata = (("authorization", f"Bearer {token}"),) if token is not None else ()
         self._name = name
         self._timeout = timeout
         self._channel: Optional[grpc.aio.Channel] = None
-        self.stub: Any = None
+        self._stub: Any = None
+        self._streams: weakref.WeakSet[Any] = weakref.WeakSet()
 
     async def open(self) -> wire.GetInfoReply:
         """Connects, and finds out who answers."""
@@ -67,7 +69,7 @@ class Connection:
             credentials = grpc.ssl_channel_credentials(self._ca)
             channel = grpc.aio.secure_channel(str(self.address), credentials, options)
         self._channel = channel
-        self.stub = robot_pb2_grpc.RobotStub(channel)  # type: ignore[no-untyped-call]
+        self._stub = robot_pb2_grpc.RobotStub(channel)  # type: ignore[no-untyped-call]
         try:
             return await self._meet()
         except BaseException:
@@ -77,6 +79,8 @@ class Connection:
     async def close(self) -> None:
         """Ends everything that was begun here. Twice is allowed."""
         channel, self._channel = self._channel, None
+        for stream in list(self._streams):  # which a channel does not know
+            stream.cancel()
         if channel is not None:
             await channel.close()
 
@@ -88,8 +92,8 @@ class Connection:
         """The first question: is this a robot, and one that we can talk to?"""
         reply: wire.GetInfoReply
         try:
-            reply = await self.stub.GetInfo(wire.GetInfoRequest(), timeout=self._timeout,
-                                            metadata=self.metadata)
+            reply = await self._stub.GetInfo(wire.GetInfoRequest(), timeout=self._timeout,
+                                            metadata=self._metadata)
         except grpc.aio.AioRpcError as error:
             raise await self._why_not_met(error) from None
         if reply.protocol_major == PROTOCOL_MAJOR:
@@ -132,11 +136,18 @@ class Connection:
         if not self.is_open:
             raise errors.Cancelled(f"The connection to {self.address} is closed")
 
+    def open_stream(self, question: str, *request: Any) -> Any:
+        """Begins an RPC of many messages; it ends with the connection at the latest."""
+        self.require_open()
+        stream = getattr(self._stub, question)(*request, metadata=self._metadata)
+        self._streams.add(stream)
+        return stream
+
     async def _ask(self, question: str, request: Any, timeout: Optional[float]) -> Any:
         self.require_open()
         try:
-            return await getattr(self.stub, question)(request, timeout=timeout,
-                                                      metadata=self.metadata)
+            return await getattr(self._stub, question)(request, timeout=timeout,
+                                                      metadata=self._metadata)
         except grpc.aio.AioRpcError as error:
             raise self.error_of(error) from None
         except asyncio.CancelledError as error:

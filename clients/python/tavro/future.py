@@ -123,8 +123,7 @@ class StartedCall:
         value: Any = None
         error: Optional[BaseException] = None
         try:
-            self._connection.require_open()
-            self._stream = self._connection.stub.Start(metadata=self._connection.metadata)
+            self._stream = self._connection.open_stream("Start")
             await self._write(wire.StartRequest(call=self._request))
             reply = await self._read()
             if reply.HasField("future"):

@@ -72,16 +72,14 @@ class LendStream:
 
     async def open(self) -> None:
         """Comes back when the robot accepted. Errors: NameTaken, NotAllowed, ..."""
-        self._connection.require_open()
+        self._stream = self._connection.open_stream("Lend")
         try:
-            self._stream = self._connection.stub.Lend(metadata=self._connection.metadata)
             await self._stream.write(wire.LendRequest(offer=self._offer))
             reply = await self._stream.read()
         except grpc.aio.AioRpcError as error:
             raise self._connection.error_of(error) from None
         except asyncio.CancelledError:
-            if self._stream is not None:
-                self._stream.cancel()
+            self._stream.cancel()
             raise
         if reply is grpc.aio.EOF or not reply.HasField("accepted"):
             raise errors.Unreachable(f"The robot at {self._connection.address} did not accept "

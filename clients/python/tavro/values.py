@@ -134,7 +134,7 @@ def _float32(value: Any, where: str) -> float:
     try:
         number = float(value)
         if math.isfinite(number):
-            struct.pack("f", number)
+            struct.pack("<f", number)
     except OverflowError:
         raise ValueError(f"{where} is {_shown(value)}, too large for a float of single precision, "
                          "which ends at 3.4e38") from None

@@ -41,9 +41,8 @@ class WatchStream:
             return None
         try:
             if self._stream is None:
-                self._connection.require_open()
-                self._stream = self._connection.stub.Watch(
-                    wire.WatchRequest(pattern=self._pattern), metadata=self._connection.metadata)
+                request = wire.WatchRequest(pattern=self._pattern)
+                self._stream = self._connection.open_stream("Watch", request)
             return await self._read_batch()
         except grpc.aio.AioRpcError as error:
             raise self._connection.error_of(error) from None
