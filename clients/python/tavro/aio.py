@@ -18,6 +18,7 @@ from typing import Generic, overload
 
 from tavro import errors, future, lend, service, watch
 from tavro.background import background
+from tavro.connection import Access
 from tavro.info import Calls, Info
 from tavro.offer import describe
 from tavro.robot import connection_to
@@ -150,12 +151,13 @@ class Robot:
     Opened by `async with aio.Robot(...) as robot`, or `robot = await aio.Robot(...)`.
     """
 
-    def __init__(self, address: Optional[str] = None, *, ca: Union[str, Path, None] = None,
-                 token: Optional[str] = None, name: str = "python", timeout: float = 5.0,
-                 insecure: bool = False) -> None:
+    def __init__(self, address: Optional[str] = None, *, tls: bool = False,
+                 ca: Union[str, Path, None] = None, tls_name: Optional[str] = None,
+                 token: Optional[str] = None, insecure: bool = False, name: str = "python",
+                 timeout: float = 5.0) -> None:
         self._timeout = timeout
-        self._connection = connection_to(address, ca=ca, token=token, name=name, timeout=timeout,
-                                         insecure=insecure)
+        self._connection = connection_to(
+            address, Access(tls, ca, tls_name, token, insecure), name, timeout)
         weakref.finalize(self, background.submit_call, self._connection.close).atexit = False
 
     async def _open(self) -> "Robot":

@@ -3,7 +3,10 @@ status other than OK means. The only file that knows the channel's settings."""
 from __future__ import annotations
 
 import asyncio
+import os
+import re
 import weakref
+from dataclasses import dataclass
 from pathlib import Path
 from typing import Any, Optional, Union
 
@@ -32,6 +35,9 @@ _CHANNEL_OPTIONS = [
     ("grpc.http2.max_pings_without_data", 0),
 ]
 
+# Where Debian keeps the authorities that the system trusts.
+_SYSTEM_AUTHORITIES = "/etc/ssl/certs/ca-certificates.crt"
+
 Code = grpc.StatusCode
 _REFUSALS = {
     Code.NOT_FOUND: errors.NoSuchService,
@@ -43,17 +49,57 @@ _REFUSALS = {
 }
 
 
+@dataclass(frozen=True)
+class Access:
+    """How a robot is reached beyond its address: see `tavro.Robot`."""
+
+    tls: bool = False
+    ca: Union[str, Path, None] = None
+    tls_name: Optional[str] = None
+    token: Optional[str] = None
+    insecure: bool = False
+
+    @property
+    def is_encrypted(self) -> bool:
+        return self.tls or self.ca is not None or self.tls_name is not None
+
+    def token_for(self, where: addresses.Address) -> Optional[str]:
+        """The token to send. That of the environment is for whatever address a program happens to
+        be told, so it goes only where nobody reads it on the way. Errors: ValueError."""
+        is_safe = self.is_encrypted or where.is_local
+        token = self.token
+        if token is None:
+            token = os.environ.get("TAVRO_TOKEN") if is_safe else None
+        elif not (is_safe or self.insecure):
+            raise ValueError(f"the token would travel to {where} for all to read: use tls=True or "
+                             "ca=, or allow it with insecure=True")
+        if token is not None and not re.fullmatch(r"[!-~]+", token):
+            raise ValueError("the token has characters other than printable ASCII")
+        return token
+
+    def credentials(self) -> Optional[grpc.ChannelCredentials]:
+        """None for a connection that is not encrypted. Errors: OSError, ValueError."""
+        if not self.is_encrypted:
+            return None
+        authorities = Path(self.ca or _SYSTEM_AUTHORITIES).read_bytes()
+        if b"-----BEGIN CERTIFICATE-----" not in authorities:
+            raise ValueError(f"{self.ca}: there is no certificate in it (PEM is needed)")
+        return grpc.ssl_channel_credentials(authorities)
+
+
 class Connection:
     """Coroutines run on the background loop only; their errors are those of `tavro.errors`.
 
     `timeout`: seconds that connecting and every short question may take.
     """
 
-    def __init__(self, where: addresses.Address, *, ca: Union[str, Path, None], token: Optional[str],
-                 name: str, timeout: float) -> None:
+    def __init__(self, where: addresses.Address, access: Access, name: str,
+                 timeout: float) -> None:
         self.address = where
-        self._ca = Path(ca).read_bytes() if ca is not None else None
-        self._metadata = (("authorization", f"Bearer {token}"),) if token is not None else ()
+        token = access.token_for(where)
+        self._metadata = (("authorization", f"Bearer {token}"),) if token else ()
+        self._credentials = access.credentials()
+        self._tls_name = access.tls_name
         self._name = name
         self._timeout = timeout
         self._channel: Optional[grpc.aio.Channel] = None
@@ -63,11 +109,12 @@ class Connection:
     async def open(self) -> wire.GetInfoReply:
         """Connects, and finds out who answers."""
         options = [*_CHANNEL_OPTIONS, ("grpc.primary_user_agent", self._name)]
-        if self._ca is None:
+        if self._tls_name:
+            options.append(("grpc.ssl_target_name_override", self._tls_name))
+        if self._credentials is None:
             channel = grpc.aio.insecure_channel(str(self.address), options)
         else:
-            credentials = grpc.ssl_channel_credentials(self._ca)
-            channel = grpc.aio.secure_channel(str(self.address), credentials, options)
+            channel = grpc.aio.secure_channel(str(self.address), self._credentials, options)
         self._channel = channel
         self._stub = robot_pb2_grpc.RobotStub(channel)  # type: ignore[no-untyped-call]
         try:
@@ -123,7 +170,7 @@ class Connection:
             return errors.Cancelled(f"The connection to {self.address} was closed")
         code, text = error.code(), error.details() or error.code().name
         if code in _REFUSALS:
-            return _REFUSALS[code](text)
+            return _REFUSALS[code](_refusal_text(code, text))
         if code == Code.DEADLINE_EXCEEDED:
             return errors.TimedOut("The call did not end within the time allowed")
         if code == Code.CANCELLED and not self.is_open:
@@ -197,6 +244,15 @@ class Connection:
             except errors.Unreachable:
                 pass
             await asyncio.sleep(0.05)
+
+
+def _refusal_text(code: grpc.StatusCode, text: str) -> str:
+    """The robot's text; that of gRPC itself, for a message too large, in plain words."""
+    sizes = re.search(r"\((\d+) vs\. (\d+)\)", text)
+    if code == Code.RESOURCE_EXHAUSTED and sizes:
+        return (f"The request has {sizes.group(1)} bytes as it travels; the limit is "
+                f"{sizes.group(2)}")
+    return text
 
 
 def outcome(reply: Any) -> Any:

@@ -9,7 +9,7 @@ from typing import TYPE_CHECKING, Any, Optional, Sequence, Union, overload
 from tavro import address as addresses
 from tavro import errors
 from tavro.background import background
-from tavro.connection import Connection
+from tavro.connection import Access, Connection
 from tavro.info import Calls, Info
 from tavro.lend import LendStream, Lent
 from tavro.offer import describe
@@ -23,15 +23,10 @@ if TYPE_CHECKING:
     from tavro.leds import HBLeds
 
 
-def connection_to(where: Union[str, addresses.Address, None], *, ca: Union[str, Path, None],
-                  token: Optional[str], name: str, timeout: float, insecure: bool) -> Connection:
-    """Not open yet. Errors: ValueError."""
-    if not isinstance(where, addresses.Address):
-        where = addresses.default() if where is None else addresses.parse(where)
-    if token is not None and ca is None and not where.is_local and not insecure:
-        raise ValueError(f"a token would travel to {where} for all to read; give the robot's "
-                         "certificate as ca=, or insecure=True")
-    return Connection(where, ca=ca, token=token, name=name, timeout=timeout)
+def connection_to(where: Optional[str], access: Access, name: str, timeout: float) -> Connection:
+    """Not open yet. Errors: ValueError, OSError."""
+    address = addresses.default() if where is None else addresses.parse(where)
+    return Connection(address, access, name, timeout)
 
 
 class Robot:
@@ -47,21 +42,24 @@ class Robot:
     Args:
         address: "HOST:PORT" or "unix:PATH". None: this user's robot on this machine, through its
             Unix socket, else "127.0.0.1:5480".
-        ca: the file of the certificate (PEM) that the robot's is signed with; the connection is
-            then encrypted. None: it is not.
-        token: what the robot lets in; needed where it listens on other addresses than loopback.
+        tls: encrypted, the robot's certificate being one that this system trusts.
+        ca: encrypted, its certificate being one that the authorities in this file (PEM) vouch for.
+        tls_name: encrypted; the name in its certificate, when that is not the address's host.
+        token: who you are, to robots that ask. None: that of the environment variable TAVRO_TOKEN,
+            which goes over TLS and to this machine only.
+        insecure: lets `token` travel to another machine without encryption.
         name: how the robot's list of calls names this client.
         timeout: seconds that connecting and every short question may take.
-        insecure: lets a token travel without encryption.
     """
 
-    def __init__(self, address: Optional[str] = None, *, ca: Union[str, Path, None] = None,
-                 token: Optional[str] = None, name: str = "python", timeout: float = 5.0,
-                 insecure: bool = False) -> None:
+    def __init__(self, address: Optional[str] = None, *, tls: bool = False,
+                 ca: Union[str, Path, None] = None, tls_name: Optional[str] = None,
+                 token: Optional[str] = None, insecure: bool = False, name: str = "python",
+                 timeout: float = 5.0) -> None:
         self._timeout = timeout
         self._process: Optional[RobotProcess] = None
-        self._connection = connection_to(address, ca=ca, token=token, name=name, timeout=timeout,
-                                         insecure=insecure)
+        self._connection = connection_to(
+            address, Access(tls, ca, tls_name, token, insecure), name, timeout)
         background.run(self._connection.open())
         self._closing = weakref.finalize(self, background.submit_call, self._connection.close)
         self._closing.atexit = False
