@@ -9,38 +9,9 @@ import grpc
 import pytest
 
 import tavro
+from pretender import Pretender, pretending
 from tavro import Robot
 from tavro.v1 import robot_pb2 as wire
-from tavro.v1 import robot_pb2_grpc
-
-
-class Pretender(robot_pb2_grpc.RobotServicer):
-    """A robot that answers the first question as it is told, and remembers what it was told."""
-
-    def __init__(self, reply=None, refusal=None):
-        self.reply = reply or wire.GetInfoReply(protocol_major=1)
-        self.refusal = refusal
-        self.metadata = {}
-
-    def GetInfo(self, request, context):
-        self.metadata = dict(context.invocation_metadata())
-        if self.refusal:
-            context.abort(*self.refusal)
-        return self.reply
-
-
-@contextlib.contextmanager
-def pretending(robot, add=robot_pb2_grpc.add_RobotServicer_to_server):
-    """The address at which it answers."""
-    server = grpc.server(concurrent.futures.ThreadPoolExecutor(2))
-    if robot is not None:
-        add(robot, server)
-    port = server.add_insecure_port("127.0.0.1:0")
-    server.start()
-    try:
-        yield f"127.0.0.1:{port}"
-    finally:
-        server.stop(None)
 
 
 @contextlib.contextmanager
