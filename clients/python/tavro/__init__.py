@@ -11,8 +11,8 @@
 from tavro.errors import (CallFailed, Cancelled, DomainError, HBError, InvalidArgument, LengthError,
                           LimitReached, LogicError, MethodTimedOut, NameTaken, NoSuchService,
                           NotAllowed, NotARobot, NotReached, OtherVersion, OutOfRange,
-                          OverflowFailure, RangeError, Refused, RobotError, RuntimeFailure, TimedOut,
-                          UnderflowFailure, Unreachable)
+                          OverflowFailure, RangeError, Refused, RobotError, RuntimeFailure,
+                          TimedOut, UnderflowFailure, Unreachable)
 from tavro.future import Future
 from tavro.info import CallInfo, Calls, Info
 from tavro.lend import Lent, is_stop_required, wait_for_stop
@@ -23,8 +23,8 @@ from tavro.watch import Changes, Watch
 __version__ = "1.0.0"
 
 __all__ = ["CallFailed", "CallInfo", "Calls", "Cancelled", "Changes", "DomainError", "Future",
-           "HBError", "Info", "InvalidArgument", "LengthError", "Lent", "LimitReached", "LogicError",
-           "MethodTimedOut", "NameTaken", "NoSuchService", "NotARobot", "NotAllowed", "NotReached",
-           "OtherVersion", "OutOfRange", "OverflowFailure", "RangeError", "Refused", "Robot",
-           "RobotError", "RuntimeFailure", "TimedOut", "UnderflowFailure", "Unreachable", "Watch",
-           "is_stop_required", "method", "wait_for_stop"]
+           "HBError", "Info", "InvalidArgument", "LengthError", "Lent", "LimitReached",
+           "LogicError", "MethodTimedOut", "NameTaken", "NoSuchService", "NotARobot", "NotAllowed",
+           "NotReached", "OtherVersion", "OutOfRange", "OverflowFailure", "RangeError", "Refused",
+           "Robot", "RobotError", "RuntimeFailure", "TimedOut", "UnderflowFailure", "Unreachable",
+           "Watch", "is_stop_required", "method", "wait_for_stop"]

@@ -158,5 +158,5 @@ def _of_annotation(annotation: Any) -> Type:
         return Type("future", _of_annotation(arguments[0]) if arguments else VALUE)
     if annotation in (bytes, object) or origin in (typing.Union, types.UnionType):
         return VALUE
-    raise TypeError(f"{annotation!r} has no type in a robot's interface; there are bool, int, float,"
-                    " str, bytes, Any, None, list[...] and Future[...]")
+    raise TypeError(f"{annotation!r} has no type in a robot's interface; there are bool, int, "
+                    "float, str, bytes, Any, None, list[...] and Future[...]")

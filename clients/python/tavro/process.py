@@ -59,9 +59,9 @@ class RobotProcess:
     Ended by `stop()`, and at the end of this process.
     """
 
-    def __init__(self, model: str = "minimal", *, args: Sequence[str] = (), listen: str = "127.0.0.1:0",
-                 socket: Optional[str] = None, program: Optional[str] = None,
-                 timeout: float = 30.0) -> None:
+    def __init__(self, model: str = "minimal", *, args: Sequence[str] = (),
+                 listen: str = "127.0.0.1:0", socket: Optional[str] = None,
+                 program: Optional[str] = None, timeout: float = 30.0) -> None:
         program = program or find_program()
         self._folder = tempfile.mkdtemp(prefix="tavro-")
         command = [program, "--model", find_model(model, program),

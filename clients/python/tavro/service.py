@@ -115,7 +115,8 @@ class Service:
 
     def __repr__(self) -> str:
         cls = type(self)
-        return f"<service {cls.__name__} of the robot at {cls.__address__}>"  # type: ignore[attr-defined]
+        address = cls.__address__  # type: ignore[attr-defined]
+        return f"<service {cls.__name__} of the robot at {address}>"
 
 
 def make_service(connection: Connection, found: Description, method: type[Method] = Method,
@@ -125,8 +126,9 @@ def make_service(connection: Connection, found: Description, method: type[Method
                for name, rows in found.methods.items()}
     attributes = {name: one for name, one in methods.items()
                   if not (name.startswith("__") and name.endswith("__"))}
-    namespace: dict[str, Any] = {"__doc__": _class_text(found), "__slots__": (), "__methods__": methods,
-                 "__address__": str(connection.address), **attributes}
+    namespace: dict[str, Any] = {
+        "__doc__": _class_text(found), "__slots__": (), "__methods__": methods,
+        "__address__": str(connection.address), **attributes}
     return type(found.service, (base,), namespace)()
 
 

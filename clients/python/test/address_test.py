@@ -16,8 +16,10 @@ def test_an_address_reads_as_it_is_written(text):
     ("", "the port is missing"), ("localhost", "the port is missing"),
     ("::1:5480", "an IPv6 address stands in brackets"), (":5480", "the host is missing"),
     ("a b:1", "that is no host"), ("a:b", "a number from 0 to 65535"), ("a:", "from 0 to 65535"),
-    ("a:65536", "from 0 to 65535"), ("a:-1", "from 0 to 65535"), ("a:\u0661", "from 0 to 65535"),
-    ("unix:", "the path is missing"), ("unix:a\0b", "no zero"), ("unix:" + "a" * 108, "at most 107")])
+    ("a:65536", "from 0 to 65535"), ("a:-1", "from 0 to 65535"),
+    ("a:\u0661", "from 0 to 65535"),
+    ("unix:", "the path is missing"), ("unix:a\0b", "no zero"),
+    ("unix:" + "a" * 108, "at most 107")])
 def test_what_is_no_address_is_refused_with_the_reason(text, why):
     with pytest.raises(ValueError, match=why) as caught:
         address.parse(text)

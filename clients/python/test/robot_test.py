@@ -1,4 +1,4 @@
-"""Connecting: who answers, who does not, and who is let in. Against robots that only pretend, too."""
+"""Connecting: who answers, who does not, who is let in. Some of the robots only pretend."""
 import concurrent.futures
 import contextlib
 import socket
@@ -70,7 +70,7 @@ def test_another_grpc_server_is_no_robot():
 
 def test_another_major_version_is_refused_with_both():
     with pretending(Pretender(wire.GetInfoReply(protocol_major=2, protocol_minor=3))) as address:
-        with pytest.raises(tavro.OtherVersion, match="speaks version 2.3 .* this program version 1"):
+        with pytest.raises(tavro.OtherVersion, match="version 2.3 .* this program version 1"):
             Robot(address)
 
 

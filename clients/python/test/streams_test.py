@@ -58,7 +58,8 @@ def test_a_value_at_once_makes_a_future_that_is_done(do, talker):
     ("of_tomorrow", tavro.RuntimeFailure), ("cancelled", tavro.Cancelled)])
 def test_an_error_after_the_future_is_the_futures(do, talker, kind, error):
     future, talk = begin(do, talker)
-    talk.say(wire.StartReply(error=wire.CallError(kind=kind, text="no \ufffd", raw_text=b"no \xff")))
+    raw = wire.CallError(kind=kind, text="no \ufffd", raw_text=b"no \xff")
+    talk.say(wire.StartReply(error=raw))
     with pytest.raises(error, match="no \udcff"):
         future.result(timeout=10)
     assert future.cancelled() is (kind == "cancelled")
