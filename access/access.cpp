@@ -220,6 +220,13 @@ Access::FuturePlace Access::takeFuturePlace(const Client& client) {
   });
 }
 
+std::size_t Access::futures() const {
+  std::scoped_lock lock(fFutures->mutex);
+  std::size_t all = 0;
+  for (const auto& [client, count] : fFutures->ofClient) all += count;
+  return all;
+}
+
 template <class Picks>
 bool Access::raiseWhere(Picks picks) {
   bool isAny = false;

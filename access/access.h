@@ -92,6 +92,8 @@ class Access {
 
   const Limits& limits() const { return fLimits; }
 
+  const std::shared_ptr<xo::Session>& session() const { return fSession; }
+
   /// Names, ascending.
   std::vector<std::string> services() const { return fSession->services(); }
   /// The methods that callers from outside can use. Errors: Refused.
@@ -106,6 +108,9 @@ class Access {
   /// Errors: Refused.
   using FuturePlace = std::shared_ptr<void>;
   FuturePlace takeFuturePlace(const Client& client);
+
+  /// Places that are taken, by all clients.
+  std::size_t futures() const;
 
   /// Asks the running call to stop; false when there is none of that id.
   bool cancel(std::uint64_t id);

@@ -65,6 +65,42 @@ void passCancelOn(const Promise<R>& promise, const Future<T>& target) {
   });
 }
 
+/// A future of what `convert` makes of the value of `from`. As `andThen`, inline; but dropping the
+/// result lets go of `from` too, so that its producer learns that nobody waits any more.
+template <class R, class T, class F>
+Future<R> linkedFuture(const Future<T>& from, F convert) {
+  const auto made = makeState<R>();
+  made->setAbandonHook([from] {});  // keeps it for as long as somebody may see what becomes of it
+  made->onCancelRequested([weak = std::weak_ptr<TypedState<T>>(from.sharedState())] {
+    if (auto state = weak.lock()) state->requestCancel();
+  });
+  // Runs while `from` finishes, so the pointer is good.
+  from.sharedState()->onFinished([source = from.sharedState().get(),
+                                  weak = std::weak_ptr<TypedState<R>>(made),
+                                  convert = std::move(convert)] {
+    const auto target = weak.lock();
+    if (!target) return;
+    if (source->state() == FutureState::kCancelled) {
+      target->finishCancelled();
+    } else if (const auto error = source->error()) {
+      target->finishError(error);
+    } else {
+      try {
+        if constexpr (std::is_void_v<T>) {
+          target->setValue(convert());
+        } else if constexpr (std::is_void_v<R>) {
+          target->setValue();
+        } else {
+          target->setValue(convert(source->value()));
+        }
+      } catch (...) {
+        target->finishError(copyCurrentException());
+      }
+    }
+  });
+  return Future<R>(made);
+}
+
 }  // namespace detail
 
 template <class T>

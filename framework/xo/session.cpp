@@ -28,6 +28,7 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
     bool taken = false;                                                   // a registration exists
     bool registered = false;                                              // and others may see it
     std::optional<Future<Object>> announced;
+    std::uint64_t generation = 0;
 
     Future<Object> object() const { return announced ? *announced : makeReadyFuture(Object(core)); }
   };
@@ -36,6 +37,7 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
   std::map<std::string, Service> services;
   std::map<int, Waiter> waiters;
   int nextWaiter = 1;
+  std::vector<std::weak_ptr<const std::function<void()>>> followers;
 
   Future<Object> wait(const std::string& name, int milliseconds, bool wantsObject);
   /// Takes the waiter out, if it is still there; the caller answers it.
@@ -46,6 +48,7 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
   void deliverWhenThere(int number, const Future<Object>& object);
   /// Makes the service visible and wakes those who wait for it.
   void publish(const std::string& name, std::optional<Future<Object>> announced);
+  void tellFollowers();
 };
 
 std::optional<Waiter> Session::State::takeWaiter(int number) {
@@ -151,6 +154,7 @@ void Session::State::publish(const std::string& name, std::optional<Future<Objec
     Service& service = services[name];
     service.announced = std::move(announced);
     service.registered = true;
+    ++service.generation;
     object = service.object();
     for (const auto& [number, waiter] : waiters) {
       if (waiter.service == name) waiting.emplace_back(number, waiter.wantsObject);
@@ -159,6 +163,19 @@ void Session::State::publish(const std::string& name, std::optional<Future<Objec
   const auto here = makeReadyFuture(Object());
   for (const auto& [number, wantsObject] : waiting) {
     deliverWhenThere(number, wantsObject ? object : here);
+  }
+  tellFollowers();
+}
+
+void Session::State::tellFollowers() {
+  std::vector<Subscription> told;
+  {
+    std::scoped_lock lock(mutex);
+    std::erase_if(followers, [](const auto& follower) { return follower.expired(); });
+    for (const auto& follower : followers) told.push_back(follower.lock());
+  }
+  for (const auto& follower : told) {
+    if (follower) (*follower)();
   }
 }
 
@@ -202,6 +219,22 @@ std::vector<std::string> Session::services() const {
     if (service.registered) names.push_back(name);
   }
   return names;
+}
+
+std::vector<Session::Standing> Session::standing() const {
+  std::scoped_lock lock(fState->mutex);
+  std::vector<Standing> all;
+  for (const auto& [name, service] : fState->services) {
+    if (service.registered) all.push_back({name, service.generation});
+  }
+  return all;
+}
+
+Session::Subscription Session::onChange(std::function<void()> callback) {
+  auto subscription = std::make_shared<const std::function<void()>>(std::move(callback));
+  std::scoped_lock lock(fState->mutex);
+  fState->followers.push_back(subscription);
+  return subscription;
 }
 
 Object Session::find(const std::string& name) const {
@@ -249,6 +282,7 @@ void Session::Registration::close() {
     service.registered = false;
     service.announced.reset();
   }
+  fState->tellFollowers();
   if (fOwner) fOwner->close();
   std::scoped_lock lock(fState->mutex);
   fState->services[fName].taken = false;

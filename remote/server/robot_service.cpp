@@ -6,6 +6,7 @@
 #include "framework/xo/log.h"
 #include "remote/proto/convert.h"
 #include "remote/proto/utf8.h"
+#include "remote/server/robot_info.h"
 #include "remote/server/watch_stream.h"
 
 namespace remote {
@@ -31,8 +32,11 @@ grpc::Status statusAfter(Work work) {
 
 }  // namespace
 
-RobotService::RobotService(door::Access& access, std::string softwareVersion)
-    : fAccess(access), fSoftwareVersion(std::move(softwareVersion)) {}
+RobotService::RobotService(door::Access& access, std::string softwareVersion,
+                           std::vector<std::string> reservedNames)
+    : fAccess(access),
+      fSoftwareVersion(std::move(softwareVersion)),
+      fLendHouse{access, {}, std::move(reservedNames)} {}
 
 template <class Request, class Reply, class Ask>
 void RobotService::take(typename Exchange<Request, Reply>::Method& method, Ask ask,
@@ -64,7 +68,13 @@ void RobotService::begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<voi
       fDescribe, &RobotService::RequestDescribeService, &RobotService::describe);
   take<v1::ReadMemoryRequest, v1::ReadMemoryReply>(fRead, &RobotService::RequestReadMemory,
                                                    &RobotService::read);
+  take<v1::ListCallsRequest, v1::ListCallsReply>(fListCalls, &RobotService::RequestListCalls,
+                                                 &RobotService::listCalls);
+  take<v1::StopCallRequest, v1::StopCallReply>(fStopCall, &RobotService::RequestStopCall,
+                                               &RobotService::stopCall);
   takeCalls();
+  takeStarts();
+  takeLends();
   takeWatches();
 }
 
@@ -81,6 +91,27 @@ void RobotService::takeCalls() {
     if (!status.ok()) exchange->sendReply(status);
   };
   CallExchange::expect(fCall, fCounted.lock());
+}
+
+void RobotService::takeStarts() {
+  fStarts.ask = [this](grpc::ServerContext* context, StartCall::Messages* messages, void* tag) {
+    RequestStart(context, messages, fQueue, fQueue, tag);
+  };
+  fStarts.make = [this] { return std::make_shared<StartCall>(fAccess); };
+  StartCall::expect(fStarts, fEndables, fCounted.lock());
+}
+
+void RobotService::takeLends() {
+  fLends.ask = [this](grpc::ServerContext* context, LendStream::Messages* messages, void* tag) {
+    RequestLend(context, messages, fQueue, fQueue, tag);
+  };
+  fLends.make = [this] { return std::make_shared<LendStream>(fLendHouse); };
+  LendStream::expect(fLends, fEndables, fCounted.lock());
+}
+
+void RobotService::setModules(std::function<std::vector<std::string>()> modules) {
+  std::scoped_lock lock(fMutex);
+  fModules = std::move(modules);
 }
 
 void RobotService::setReady(const std::string& robotName) {
@@ -100,14 +131,27 @@ void RobotService::takeWatches() {
                       void* tag) { RequestWatch(context, request, writer, fQueue, fQueue, tag); };
   fWatch.make = [this] { return std::make_shared<WatchStream>(fAccess); };
   WatchStream::expect(fWatch, fEndables, fCounted.lock());
+  fWatchServices.ask = [this](grpc::ServerContext* context, v1::WatchServicesRequest* request,
+                              grpc::ServerAsyncWriter<v1::WatchServicesReply>* writer, void* tag) {
+    RequestWatchServices(context, request, writer, fQueue, fQueue, tag);
+  };
+  fWatchServices.make = [this] { return std::make_shared<ServiceWatch>(fAccess); };
+  ServiceWatch::expect(fWatchServices, fEndables, fCounted.lock());
 }
 
 void RobotService::info(const v1::GetInfoRequest&, v1::GetInfoReply* reply) {
+  std::function<std::vector<std::string>()> modules;
   {
     std::scoped_lock lock(fMutex);
     reply->set_robot_name(fRobotName);
     reply->set_ready(fIsReady);
+    modules = fModules;
   }
+  if (modules) {
+    for (const auto& name : modules()) reply->add_modules(replaceInvalidUtf8(name));
+  }
+  reply->set_role("operator");
+  fillLimits(fAccess.limits(), reply);
   reply->set_software_version(fSoftwareVersion);
   reply->set_protocol_major(kProtocolMajor);
   reply->set_protocol_minor(kProtocolMinor);
@@ -136,6 +180,14 @@ void RobotService::read(const v1::ReadMemoryRequest& request, v1::ReadMemoryRepl
   } else {
     toWire(outcome.value, reply->mutable_value());
   }
+}
+
+void RobotService::listCalls(const v1::ListCallsRequest&, v1::ListCallsReply* reply) {
+  fillCalls(fAccess, reply);
+}
+
+void RobotService::stopCall(const v1::StopCallRequest& request, v1::StopCallReply* reply) {
+  reply->set_found(fAccess.cancel(request.id()));
 }
 
 void RobotService::call(const CallExchange::Pointer& exchange) {
