@@ -27,7 +27,6 @@ _CHANNEL_OPTIONS = [
     ("grpc.enable_http_proxy", 0),
     ("grpc.enable_retries", 0),
     ("grpc.initial_reconnect_backoff_ms", 100),
-    ("grpc.min_reconnect_backoff_ms", 1000),
     ("grpc.max_reconnect_backoff_ms", 1000),
     # A robot whose machine or network is gone is noticed while something is asked of it.
     ("grpc.keepalive_time_ms", 10000),
