@@ -37,9 +37,9 @@ class Motion:
         self.process.wait()
 
 
-@pytest.fixture
-def robot():
-    with Robot.start(model="minimal", args=["--without", "motion"], ready=False) as one:
+@pytest.fixture(params=["minimal"])
+def robot(request):
+    with Robot.start(model=request.param, args=["--without", "motion"], ready=False) as one:
         yield one
 
 
@@ -70,6 +70,7 @@ def test_it_prints_what_the_led_service_sends(robot, motion):
     fading.result(timeout=10)
 
 
+@pytest.mark.parametrize("robot", ["vanto"], indirect=True)
 def test_killed_in_the_middle_of_an_animation_and_started_again_it_is_driven_again(robot, motion):
     leds = robot.service("HBLeds")
     animation = leds.randomEyes.start(60)
