@@ -103,6 +103,7 @@ class Connection:
         self._timeout = timeout
         self._channel: Optional[grpc.aio.Channel] = None
         self._stub: Any = None
+        self.most_bytes = 2**20  # of a message that the robot accepts
         self._streams: weakref.WeakSet[Any] = weakref.WeakSet()
 
     async def open(self) -> wire.GetInfoReply:
@@ -143,6 +144,9 @@ class Connection:
         except grpc.aio.AioRpcError as error:
             raise await self._why_not_met(error) from None
         if reply.protocol_major == PROTOCOL_MAJOR:
+            for limit in reply.limits:
+                if limit.name == "message bytes":
+                    self.most_bytes = limit.most
             return reply
         raise errors.OtherVersion(
             f"The robot at {self.address} speaks version {reply.protocol_major}."

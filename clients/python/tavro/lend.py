@@ -24,6 +24,10 @@ from tavro.v1 import robot_pb2 as wire
 
 # How many methods of one lent object run at once.
 MAX_CALLS = 8
+# What travels around a result, at most.
+_ENVELOPE_BYTES = 64
+# Characters of an error's text.
+_MOST_OF_AN_ERROR = 10000
 
 _log = logging.getLogger("tavro")
 _stop: contextvars.ContextVar[Optional[threading.Event]] = contextvars.ContextVar("stop",
@@ -155,6 +159,8 @@ class LendStream:
 
     def _run(self, call: _Call) -> None:
         """On a worker's thread."""
+        if self.ended.done():
+            return
         _stop.set(call.stop)
         returned = wire.LendRequest.Returned(call=call.number)
         future: Optional[concurrent.futures.Future[Any]] = None
@@ -167,10 +173,21 @@ class LendStream:
                 future = _require_future(result, call.offered)
                 returned.future.SetInParent()
             else:
-                returned.value.CopyFrom(_to_wire(result, wanted, call.offered))
-        except Exception as error:
+                returned.value.CopyFrom(self._to_wire(result, wanted, call.offered))
+        except BaseException as error:  # sys.exit() in a method ends that call alone
             returned.error.CopyFrom(_error_to_wire(error, call.offered))
         background.post(self._returned, call, returned, future)
+
+    def _to_wire(self, result: Any, wanted: Type, offered: Offered) -> wire.Value:
+        """Errors: also LengthError for a result that would break the stream."""
+        if wanted == VOID:
+            return wire.Value()
+        value = values.convert(result, wanted, f"the result of {offered.name}")[0]
+        if value.ByteSize() + _ENVELOPE_BYTES > self._connection.most_bytes:
+            raise errors.LengthError(
+                f"the result of {offered.name} has {value.ByteSize()} bytes as it travels; the "
+                f"limit of a message is {self._connection.most_bytes}")
+        return value
 
     def _run_at_home(self, work: Any) -> Any:
         if self._home is None:
@@ -197,7 +214,7 @@ class LendStream:
         finished = wire.LendRequest.Finished(call=call.number)
         try:
             element = call.offered.signature.result.element or VOID
-            finished.value.CopyFrom(_to_wire(future.result(), element, call.offered))
+            finished.value.CopyFrom(self._to_wire(future.result(), element, call.offered))
         except BaseException as error:  # cancellation is none of Exception
             finished.error.CopyFrom(_error_to_wire(error, call.offered))
         self._outgoing.put_nowait(wire.LendRequest(finished=finished))
@@ -243,17 +260,15 @@ def _require_future(result: Any, offered: Offered) -> concurrent.futures.Future[
                     "not a concurrent.futures.Future")
 
 
-def _to_wire(result: Any, wanted: Type, offered: Offered) -> wire.Value:
-    if wanted == VOID:
-        return wire.Value()
-    return values.convert(result, wanted, f"the result of {offered.name}")[0]
-
-
 def _error_to_wire(error: BaseException, offered: Offered) -> wire.CallError:
     kind = errors.kind_of(error)
     if kind == "runtime_error" and not isinstance(error, (errors.RobotError, RuntimeError)):
         _log.error("lent method %s failed", offered.name, exc_info=error)
-    raw = errors.text_of(error).encode("utf-8", "surrogateescape")
+    text = errors.text_of(error)[:_MOST_OF_AN_ERROR]
+    try:
+        raw = text.encode("utf-8", "surrogateescape")
+    except UnicodeEncodeError:  # half a pair of UTF-16
+        raw = text.encode("utf-8", "replace")
     message = wire.CallError(kind=kind, text=raw.decode("utf-8", "replace"))
     if message.text.encode() != raw:
         message.raw_text = raw

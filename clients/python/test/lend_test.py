@@ -46,7 +46,11 @@ class Worker:
 
     def fail(self, kind: str) -> None:
         raise {"value": ValueError("no such LED"), "key": KeyError("no key"),
-               "other": RuntimeError("broken \udcff"), "hb": tavro.HBError("module")}[kind]
+               "other": RuntimeError("broken \udcff"), "half": RuntimeError("half \ud800"),
+               "exit": SystemExit("the end"), "hb": tavro.HBError("module")}[kind]
+
+    def long(self, length: int) -> str:
+        return "x" * length
 
     def lie(self) -> int:
         return "seven"  # type: ignore[return-value]
@@ -86,7 +90,8 @@ def test_its_methods_are_called(client):
 
 @pytest.mark.parametrize("kind, error, text", [
     ("value", tavro.InvalidArgument, "no such LED"), ("key", tavro.OutOfRange, "no key"),
-    ("other", tavro.RuntimeFailure, "broken \udcff"), ("hb", tavro.HBError, "module")])
+    ("other", tavro.RuntimeFailure, "broken \udcff"), ("half", tavro.RuntimeFailure, "half ?"),
+    ("exit", tavro.RuntimeFailure, "the end"), ("hb", tavro.HBError, "module")])
 def test_what_it_raises_reaches_the_caller(client, kind, error, text):
     with pytest.raises(error) as caught:
         client.fail(kind)
@@ -96,6 +101,12 @@ def test_what_it_raises_reaches_the_caller(client, kind, error, text):
 def test_a_result_of_another_type_than_promised_is_an_error(client):
     with pytest.raises(tavro.InvalidArgument, match="the result of lie must be an int"):
         client.lie()
+
+
+def test_a_result_too_large_for_a_message_is_an_error_and_the_service_stands(client):
+    with pytest.raises(tavro.LengthError, match="result of long has 10485.. bytes .* 1048576"):
+        client.long(2**20 - 20)
+    assert len(client.long(2**20 - 100)) == 2**20 - 100
 
 
 def test_a_method_that_blocks_holds_up_no_other_and_no_ping(worker, client):
