@@ -138,11 +138,14 @@ class Connection:
     async def _meet(self) -> wire.GetInfoReply:
         """The first question: is this a robot, and one that we can talk to?"""
         reply: wire.GetInfoReply
+        looking = asyncio.get_running_loop().create_task(self._look_late())
         try:
             reply = await self._stub.GetInfo(wire.GetInfoRequest(), timeout=self._timeout,
                                             metadata=self._metadata)
         except grpc.aio.AioRpcError as error:
-            raise await self._why_not_met(error) from None
+            raise await self._why_not_met(error, looking) from None
+        finally:
+            looking.cancel()
         if reply.protocol_major == PROTOCOL_MAJOR:
             for limit in reply.limits:
                 if limit.name == "message bytes":
@@ -153,16 +156,27 @@ class Connection:
             f"{reply.protocol_minor} of the protocol, this program version {PROTOCOL_MAJOR}."
             f"{PROTOCOL_MINOR}")
 
-    async def _why_not_met(self, error: grpc.aio.AioRpcError) -> errors.RobotError:
+    async def _look_late(self) -> Optional[str]:
+        """Whether anybody listens, told when the time for an answer is over, not later."""
+        seconds = min(1.0, self._timeout / 2)
+        await asyncio.sleep(self._timeout - seconds)
+        return await self.address.why_nobody_listens(seconds)
+
+    async def _why_not_met(self, error: grpc.aio.AioRpcError,
+                           looking: asyncio.Task[Optional[str]]) -> errors.RobotError:
         if error.code() in (Code.UNAUTHENTICATED, Code.PERMISSION_DENIED):
             return errors.NotAllowed(error.details())
-        nobody = await self.address.why_nobody_listens()
+        is_late = error.code() == Code.DEADLINE_EXCEEDED
+        nobody = await (looking if is_late else self.address.why_nobody_listens())
         if nobody:
             return errors.Unreachable(f"No robot was reached at {self.address}: {nobody}")
         what = f"What listens at {self.address} is not a robot"
-        if error.code() == Code.DEADLINE_EXCEEDED:
+        if is_late:
             return errors.NotARobot(f"{what}, or it is stuck: it accepts connections but did not "
                                     f"answer within {self._timeout:g} s")
+        if self._credentials is not None:
+            what += (" that speaks TLS, with a certificate for that name from an authority that is "
+                     "trusted here")
         return errors.NotARobot(f"{what} ({error.details()})")
 
     def error_of(self, error: BaseException) -> errors.RobotError:

@@ -74,7 +74,7 @@ class Talk:
 
 
 class Talker(Pretender):
-    """Answers `Start` and `Lend` by a talk that the test leads."""
+    """Answers `Start`, `Lend` and `Watch` by a talk that the test leads."""
 
     def __init__(self):
         super().__init__()
@@ -84,6 +84,9 @@ class Talker(Pretender):
         return self._talk().serve(requests, context)
 
     Lend = Start
+
+    def Watch(self, request, context):
+        return self._talk().serve(iter([request]), context)
 
     def _talk(self):
         self.talks.put(talk := Talk())

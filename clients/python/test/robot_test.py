@@ -57,6 +57,18 @@ def test_one_who_only_accepts_is_no_robot_and_the_deadline_is_told():
     assert time.monotonic() - begun < 5
 
 
+def test_where_connections_are_not_even_accepted_the_deadline_holds_too():
+    with socket.create_server(("127.0.0.1", 0), backlog=0) as listener:
+        waiting = [socket.socket() for _ in range(3)]
+        for one in waiting:  # they fill the queue of those who wait to be accepted
+            one.setblocking(False)
+            one.connect_ex(listener.getsockname())
+        with pytest.raises(tavro.Unreachable, match="no answer to the connection request"):
+            Robot(f"127.0.0.1:{listener.getsockname()[1]}", timeout=1)
+        for one in waiting:
+            one.close()
+
+
 def test_a_web_server_is_no_robot():
     with listening(b"HTTP/1.1 400 Bad Request\r\n\r\n") as address:
         with pytest.raises(tavro.NotARobot, match="is not a robot"):

@@ -89,7 +89,7 @@ def test_without_tls_nobody_is_reached(guarded):
 
 
 def test_a_robot_that_nobody_vouches_for_is_not_talked_to(guarded):
-    with pytest.raises(tavro.NotReached):
+    with pytest.raises(tavro.NotReached, match="from an authority that is trusted here"):
         Robot(f"127.0.0.1:{guarded}", tls=True, token=OPERATOR, timeout=2)
 
 

@@ -120,6 +120,37 @@ def test_the_end_of_the_timeout_ends_the_stream(do, talker):
     assert talker.talks.get(timeout=10).is_gone.result(timeout=10)
 
 
+def watch_reply(**values):
+    """A message of a watch; `more`, `snapshot` and `dropped` are its own, the rest are items."""
+    own = {name: values.pop(name) for name in ("more", "snapshot", "dropped") if name in values}
+    items = [wire.MemoryItem(key=key, value=wire.Value(integer=value))
+             for key, value in values.items()]
+    return wire.WatchReply(items=items, **own)
+
+
+def test_a_batch_in_several_messages_is_one(robot, talker):
+    watch = robot.watch("a*")
+    threading.Thread(target=lambda: [talk := talker.talks.get(timeout=10),
+                                     talk.say(watch_reply(a=1, more=True, snapshot=True)),
+                                     talk.say(watch_reply(b=2, more=True, snapshot=True)),
+                                     talk.say(watch_reply(c=3, snapshot=True)),
+                                     talk.say(watch_reply(a=4, dropped=7))]).start()
+    first, second = next(watch), next(watch)
+    assert (dict(first), first.snapshot) == ({"a": 1, "b": 2, "c": 3}, True)
+    assert (dict(second), second.snapshot, second.dropped) == ({"a": 4}, False, 7)
+
+
+def test_a_watch_that_is_dropped_ends_its_stream(robot, talker):
+    watch = robot.watch("a*")
+    threading.Thread(target=lambda: next(watch)).start()
+    talk = talker.talks.get(timeout=10)
+    assert talk.heard.get(timeout=10).pattern == "a*"
+    talk.say(watch_reply(a=1))
+    del watch
+    gc.collect()
+    assert talk.is_gone.result(timeout=10)
+
+
 class Lent:
     """Blocks until it is let go."""
 
