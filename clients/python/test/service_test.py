@@ -6,7 +6,7 @@ import rlcompleter
 import pytest
 
 import tavro
-from tavro import description
+from tavro import description, service
 from tavro.v1 import robot_pb2 as wire
 
 
@@ -123,3 +123,18 @@ def row(*names, count):
     (["1st"], ("arg1",)), (["", "a", "a"], ("arg1", "a", "arg3")), ([], ("arg1", "arg2"))])
 def test_odd_names_of_arguments_become_usable(documented, names):
     assert row(*documented, count=len(names)).names == names
+
+
+@pytest.mark.parametrize("value, kind", [(1, "int"), (1.5, "float"), (2.0, "float")])
+def test_of_overloads_that_fit_the_one_that_fits_exactly_is_called(value, kind):
+    kinds = {"float": wire.Type.KIND_FLOAT, "int": wire.Type.KIND_INT}
+    methods = []
+    for one in kinds.values():
+        signature = wire.Signature(params=[wire.Type(kind=one)],
+                                   result=wire.Type(kind=wire.Type.KIND_VOID))
+        methods.append(wire.Method(name="do", signature=signature))
+    for published in (methods, methods[::-1]):
+        found = description.read(wire.DescribeServiceReply(service="Odd", methods=published))
+        chosen, request = service.Method(None, "Odd", found.methods["do"])._prepare((value,), {})
+        assert str(chosen.params[0]) == kind
+        assert request.args[0].WhichOneof("kind") == {"int": "integer", "float": "number"}[kind]
