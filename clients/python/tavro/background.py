@@ -121,4 +121,4 @@ class Workers:
 
 
 background = Background()
-callback_workers = Workers("tavro-callback", 8)
+callback_workers = Workers("tavro-callback", 64)

@@ -100,7 +100,7 @@ class Connection:
         self._credentials = access.credentials()
         self._tls_name = access.tls_name
         self._name = name
-        self._timeout = timeout
+        self.timeout = timeout
         self._channel: Optional[grpc.aio.Channel] = None
         self._stub: Any = None
         self.most_bytes = 2**20  # of a message that the robot accepts
@@ -140,7 +140,7 @@ class Connection:
         reply: wire.GetInfoReply
         looking = asyncio.get_running_loop().create_task(self._look_late())
         try:
-            reply = await self._stub.GetInfo(wire.GetInfoRequest(), timeout=self._timeout,
+            reply = await self._stub.GetInfo(wire.GetInfoRequest(), timeout=self.timeout,
                                             metadata=self._metadata)
         except grpc.aio.AioRpcError as error:
             raise await self._why_not_met(error, looking) from None
@@ -158,8 +158,8 @@ class Connection:
 
     async def _look_late(self) -> Optional[str]:
         """Whether anybody listens, told when the time for an answer is over, not later."""
-        seconds = min(1.0, self._timeout / 2)
-        await asyncio.sleep(self._timeout - seconds)
+        seconds = min(1.0, self.timeout / 2)
+        await asyncio.sleep(self.timeout - seconds)
         return await self.address.why_nobody_listens(seconds)
 
     async def _why_not_met(self, error: grpc.aio.AioRpcError,
@@ -173,7 +173,7 @@ class Connection:
         what = f"What listens at {self.address} is not a robot"
         if is_late:
             return errors.NotARobot(f"{what}, or it is stuck: it accepts connections but did not "
-                                    f"answer within {self._timeout:g} s")
+                                    f"answer within {self.timeout:g} s")
         if self._credentials is not None:
             what += (" that speaks TLS, with a certificate for that name from an authority that is "
                      "trusted here")
@@ -221,10 +221,10 @@ class Connection:
 
     async def _ask_short(self, question: str, request: Any) -> Any:
         try:
-            return await self._ask(question, request, self._timeout)
+            return await self._ask(question, request, self.timeout)
         except errors.TimedOut:
             raise errors.Unreachable(f"The robot at {self.address} did not answer within "
-                                     f"{self._timeout:g} s") from None
+                                     f"{self.timeout:g} s") from None
 
     async def info(self) -> wire.GetInfoReply:
         reply: wire.GetInfoReply = await self._ask_short("GetInfo", wire.GetInfoRequest())

@@ -77,11 +77,15 @@ class LendStream:
     async def open(self) -> None:
         """Comes back when the robot accepted. Errors: NameTaken, NotAllowed, ..."""
         self._stream = self._connection.open_stream("Lend")
+        seconds = self._connection.timeout
         try:
-            await self._stream.write(wire.LendRequest(offer=self._offer))
-            reply = await self._stream.read()
+            reply = await asyncio.wait_for(self._make_offer(), seconds)
         except grpc.aio.AioRpcError as error:
             raise self._connection.error_of(error) from None
+        except asyncio.TimeoutError:
+            self._stream.cancel()
+            raise errors.Unreachable(f"The robot at {self._connection.address} did not answer "
+                                     f"within {seconds:g} s") from None
         except asyncio.CancelledError:
             self._stream.cancel()
             raise
@@ -89,6 +93,10 @@ class LendStream:
             raise errors.Unreachable(f"The robot at {self._connection.address} did not accept "
                                      f"{self._offer.service}")
         self._serving = asyncio.get_running_loop().create_task(self._serve())
+
+    async def _make_offer(self) -> Any:
+        await self._stream.write(wire.LendRequest(offer=self._offer))
+        return await self._stream.read()
 
     def close(self) -> None:
         if self._stream is not None and not self._stream.done():

@@ -175,6 +175,13 @@ def lend(robot, talker, lent):
     return handle.get(timeout=10), talk
 
 
+def test_an_offer_that_the_robot_does_not_answer_is_an_error(talker):
+    with pretending(talker) as address, Robot(address, timeout=1) as robot:
+        with pytest.raises(tavro.Unreachable, match="did not answer within 1 s"):
+            robot.lend("Lent", Lent())
+        assert talker.talks.get(timeout=10).is_gone.result(timeout=10)
+
+
 def test_a_ping_is_answered_while_a_method_blocks(robot, talker):
     lent = Lent()
     handle, talk = lend(robot, talker, lent)
