@@ -37,6 +37,7 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
   std::map<std::string, Service> services;
   std::map<int, Waiter> waiters;
   int nextWaiter = 1;
+  std::uint64_t publications = 0;
   std::vector<std::weak_ptr<const std::function<void()>>> followers;
 
   Future<Object> wait(const std::string& name, int milliseconds, bool wantsObject);
@@ -154,7 +155,7 @@ void Session::State::publish(const std::string& name, std::optional<Future<Objec
     Service& service = services[name];
     service.announced = std::move(announced);
     service.registered = true;
-    ++service.generation;
+    service.generation = ++publications;
     object = service.object();
     for (const auto& [number, waiter] : waiters) {
       if (waiter.service == name) waiting.emplace_back(number, waiter.wantsObject);
@@ -269,7 +270,17 @@ Session::Registration::Registration(std::shared_ptr<State> state, std::string na
   fCore = service.core;
 }
 
-Session::Registration::~Registration() { close(); }
+Session::Registration::~Registration() {
+  close();
+  fOwner.reset();
+  fCore.reset();
+  std::scoped_lock lock(fState->mutex);
+  const auto found = fState->services.find(fName);
+  if (found == fState->services.end()) return;
+  // Kept while somebody has a handle, which may live again.
+  const bool isUnused = !found->second.taken && found->second.core.use_count() == 1;
+  if (isUnused) fState->services.erase(found);
+}
 
 Object Session::Registration::object() const { return Object(fCore); }
 

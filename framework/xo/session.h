@@ -40,7 +40,7 @@ class Session {
   /// A service that stands.
   struct Standing {
     std::string name;
-    std::uint64_t generation;  ///< grows each time one of that name is published
+    std::uint64_t generation;  ///< grows with each publication
   };
   /// Ascending by name.
   std::vector<Standing> standing() const;

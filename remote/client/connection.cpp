@@ -95,10 +95,8 @@ void RobotClient::Connection::ended(Ongoing* ongoing) {
 }
 
 RemoteError RobotClient::Connection::lost(const std::string& why) const {
-  return {Fault::kUnreachable,
-          "The robot at " + address.text() + " is gone: " + why,
-          {},
-          kStartAdvice};
+  return {
+      Fault::kUnreachable, "The robot at " + address.text() + " is gone: " + why, {}, kStartAdvice};
 }
 
 RemoteError RobotClient::Connection::silent(std::chrono::milliseconds time) const {
@@ -109,7 +107,7 @@ RemoteError RobotClient::Connection::silent(std::chrono::milliseconds time) cons
 }
 
 RemoteError RobotClient::Connection::errorOf(const grpc::Status& status,
-                    const std::optional<CancelToken>& cancel ) const {
+                                             const std::optional<CancelToken>& cancel) const {
   switch (status.error_code()) {
     case grpc::StatusCode::CANCELLED:
       if (!cancel || !cancel->isCancelled()) return lost("it ended the call");

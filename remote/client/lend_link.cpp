@@ -55,8 +55,8 @@ void LendLink::begin() {
 
 void LendLink::awaitAnswer() {
   std::unique_lock lock(fMutex);
-  const bool isAnswered = fWake.wait_for(lock, fConnection.options.timeout,
-                                         [this] { return fIsAccepted || fLoss; });
+  const bool isAnswered =
+      fWake.wait_for(lock, fConnection.options.timeout, [this] { return fIsAccepted || fLoss; });
   if (!isAnswered) {
     lock.unlock();
     fContext.TryCancel();
@@ -117,8 +117,7 @@ void LendLink::received(const v1::LendReply& message) {
         std::scoped_lock lock(fMutex);
         fCalls.try_emplace(message.call().call());
       }
-      fWorkers.post(
-          [self = shared_from_this(), call = message.call()] { self->run(call); });
+      fWorkers.post([self = shared_from_this(), call = message.call()] { self->run(call); });
       return;
     }
     case v1::LendReply::kStop: {

@@ -1,4 +1,5 @@
-// One offering of a service to a robot, for as long as its stream lasts. For the client's own files.
+// One offering of a service to a robot, for as long as its stream lasts. For the client's own
+// files.
 #pragma once
 
 #include <condition_variable>

@@ -65,9 +65,8 @@ std::shared_ptr<RemoteSession> RemoteSession::connect(const std::string& address
   session->fClient = RobotClient::connect(address, options);
   session->fMirror = std::thread([raw = session.get()] { raw->run(); });
   std::unique_lock lock(session->fMutex);
-  const bool isMirrored = session->fWake.wait_for(lock, options.timeout, [&] {
-    return session->fIsMirrored || !session->fClient;
-  });
+  const bool isMirrored = session->fWake.wait_for(
+      lock, options.timeout, [&] { return session->fIsMirrored || !session->fClient; });
   if (isMirrored && session->fIsMirrored) return session;
   lock.unlock();
   throw RemoteError(RemoteError::Fault::kUnreachable,
@@ -160,8 +159,7 @@ bool RemoteSession::mirror(const std::shared_ptr<RobotClient>& client,
           rethrowAsLocal(error);
         }
       };
-      one->registration =
-          fSession.registerService(name, makeDescribed(info, invoke), &one->ending);
+      one->registration = fSession.registerService(name, makeDescribed(info, invoke), &one->ending);
     } catch (const RemoteError& error) {
       if (error.isNotReached()) throw;
       continue;  // it went meanwhile; the next message tells

@@ -47,8 +47,8 @@ class RemoteSession {
   /// lost.
   std::shared_ptr<RobotClient> client() const;
 
-  /// As `RobotClient::lend`; lent again, within a quarter of a second, whenever the robot is back or
-  /// has let go of it. The session outlives the lending. Errors: RemoteError.
+  /// As `RobotClient::lend`; lent again, within a quarter of a second, whenever the robot is back
+  /// or has let go of it. The session outlives the lending. Errors: RemoteError.
   std::unique_ptr<Lending> lend(const std::string& service, xo::ObjectBuilder builder);
 
  private:

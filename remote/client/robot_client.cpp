@@ -121,8 +121,7 @@ void RobotClient::watchServices(
     const std::function<bool(const std::vector<ServiceInfo>&)>& callback,
     const std::optional<CancelToken>& cancel) {
   ClientContext context(cancel);
-  const auto reader =
-      fConnection->stub->WatchServices(context.get(), v1::WatchServicesRequest());
+  const auto reader = fConnection->stub->WatchServices(context.get(), v1::WatchServicesRequest());
   v1::WatchServicesReply message;
   bool isWanted = true;
   while (isWanted && reader->Read(&message)) {

@@ -90,10 +90,10 @@ struct RobotInfo {
   int protocolMajor = 0;
   int protocolMinor = 0;
   std::chrono::milliseconds uptime{0};
-  bool isReady = false;               ///< every module stands
-  std::vector<std::string> services;  ///< ascending
-  std::vector<std::string> modules;   ///< in the order of loading
-  std::string role;                   ///< "operator" or "viewer"
+  bool isReady = false;                                       ///< every module stands
+  std::vector<std::string> services;                          ///< ascending
+  std::vector<std::string> modules;                           ///< in the order of loading
+  std::string role;                                           ///< "operator" or "viewer"
   std::vector<std::pair<std::string, std::uint64_t>> limits;  ///< name and how much is allowed
 };
 

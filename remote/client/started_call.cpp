@@ -12,9 +12,8 @@ using Fault = RemoteError::Fault;
 
 }  // namespace
 
-xo::CallResult StartedCall::run(RobotClient::Connection& connection,
-                                const v1::CallRequest& request, const CallOptions& options,
-                                const IsGivenUp& isGivenUp) {
+xo::CallResult StartedCall::run(RobotClient::Connection& connection, const v1::CallRequest& request,
+                                const CallOptions& options, const IsGivenUp& isGivenUp) {
   const auto call = std::make_shared<StartedCall>(connection, request);
   connection.add(call);
   call->begin();

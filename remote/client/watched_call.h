@@ -8,7 +8,7 @@
 namespace remote {
 
 /// As `RobotClient::call` until the method returned; kCancelled as soon as `isGivenUp`.
-HB::HBValue callWatched(RobotClient::Connection& connection,
-                        const tavro::v1::CallRequest& request, const IsGivenUp& isGivenUp);
+HB::HBValue callWatched(RobotClient::Connection& connection, const tavro::v1::CallRequest& request,
+                        const IsGivenUp& isGivenUp);
 
 }  // namespace remote

@@ -11,8 +11,7 @@ namespace remote {
 
 /// Carries out method number `method` of the description. The arguments have its signature's types.
 /// Runs on the caller's thread.
-using Invoke =
-    std::function<xo::CallResult(std::size_t method, std::span<const HB::HBValue> args)>;
+using Invoke = std::function<xo::CallResult(std::size_t method, std::span<const HB::HBValue> args)>;
 
 /// The object that `info` describes: its methods take HBValues that fit their signatures, and
 /// `invoke` carries them out. Results are made to fit the signature (`fitResult`).

@@ -222,7 +222,7 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
   Pointer fSelf;
 
   std::mutex fMutex;  // guards all below; gRPC is never called under it
-  int fTags = 2;      // that gRPC will give back: of the end, of what finishes it, and those under way
+  int fTags = 2;  // that gRPC will give back: of the end, of what finishes it, and those under way
   bool fIsWriting = false;
   bool fIsFinished = false;
   std::deque<Reply> fQueue;

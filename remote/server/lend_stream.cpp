@@ -44,13 +44,19 @@ void LendStream::received(v1::LendRequest request) {
 void LendStream::stand(const v1::DescribeServiceReply& offer) {
   const xo::ObjectInfo info = readOffer(offer, fHouse.access.limits());
   const std::string& service = offer.service();
-  if (std::ranges::find(fHouse.reserved, service) != fHouse.reserved.end()) {
+  const auto& reserved = fHouse.reserved;
+  if (!fHouse.isReady && std::ranges::find(reserved, service) != reserved.end()) {
     end({grpc::StatusCode::ALREADY_EXISTS,
-         "The name " + service + " belongs to a service of the robot itself"});
+         "The name " + service + " belongs to a service of the robot itself, which is starting"});
     return;
   }
-  const auto calls = std::make_shared<LentCalls>(
-      service, [weak = weak_from_this()](v1::LendReply message) {
+  if (fHouse.standing >= kLentServices) {
+    throw door::Refused(
+        door::Refused::Why::kTooMany,
+        "The services that are lent have reached the limit of " + std::to_string(kLentServices));
+  }
+  const auto calls =
+      std::make_shared<LentCalls>(service, [weak = weak_from_this()](v1::LendReply message) {
         const auto self = weak.lock();
         return self && static_cast<LendStream&>(*self).send(std::move(message));
       });
@@ -78,7 +84,10 @@ void LendStream::stand(const v1::DescribeServiceReply& offer) {
   release(accepted);
   {
     std::scoped_lock lock(fMutex);
-    if (!fIsLost) fRegistration.swap(registration);
+    if (!fIsLost) {
+      fRegistration.swap(registration);
+      ++fHouse.standing;
+    }
   }
   if (registration) {  // lost meanwhile
     calls->lose("The process that lent " + service + " is gone");
@@ -129,8 +138,10 @@ void LendStream::lose(const char* why) {
     text = "The process that lent " + fService + " " + why;
   }
   if (calls) calls->lose(text);
-  if (registration) kLog.info(text);
+  if (!registration) return;
+  kLog.info(text);
   registration.reset();  // waits for callers, who all have their answers
+  --fHouse.standing;
 }
 
 void LendStream::readsEnded() {

@@ -26,13 +26,14 @@ class LendStream final : public Duplex<tavro::v1::LendRequest, tavro::v1::LendRe
   struct House {
     door::Access& access;
     LendWatch watch;
-    std::vector<std::string> reserved;  // names that the robot's own modules will take
+    std::vector<std::string> reserved;  // names that the robot's own modules take as they start
+    std::atomic<bool> isReady{false};   // they have them: what is free then is free
+    std::atomic<std::size_t> standing{0};
   };
   explicit LendStream(House& house) : fHouse(house) {}
 
   void endWithServer() override;
-  std::chrono::steady_clock::time_point pingDue(
-      std::chrono::steady_clock::time_point now) override;
+  std::chrono::steady_clock::time_point pingDue(std::chrono::steady_clock::time_point now) override;
 
  private:
   void received(tavro::v1::LendRequest request) override;

@@ -87,21 +87,22 @@ void LentCalls::tellStop(std::uint64_t id) {
   fSend(std::move(message));
 }
 
-void LentCalls::forget(std::uint64_t id, bool isFuture) {
-  Entry unused;
+bool LentCalls::forget(std::uint64_t id, bool isFuture) {
+  Entry unused;  // let go of after the lock
   std::scoped_lock lock(fMutex);
   const auto found = fCalls.find(id);
-  if (found == fCalls.end() || isFuture != (found->second.call == nullptr)) return;
+  if (found == fCalls.end() || isFuture != (found->second.call == nullptr)) return false;
   fBytes -= found->second.bytes;
   unused = std::move(found->second);
   fCalls.erase(found);
+  return true;
 }
 
 xo::Future<HB::HBValue> LentCalls::makeFuture(std::uint64_t id) {
   const auto state = xo::detail::makeState<HB::HBValue>();
   state->setAbandonHook([weak = weak_from_this(), id] {
     const auto self = weak.lock();
-    if (!self || self->takeFuture(id) == nullptr) return;
+    if (!self || !self->forget(id, true)) return;
     v1::LendReply message;
     message.set_drop(id);
     self->fSend(std::move(message));

@@ -64,7 +64,8 @@ class LentCalls : public std::enable_shared_from_this<LentCalls> {
   void await(std::uint64_t id, const Call& call, const std::string& name);
   xo::Future<HB::HBValue> makeFuture(std::uint64_t id);
   std::shared_ptr<State> takeFuture(std::uint64_t id);
-  void forget(std::uint64_t id, bool isFuture);
+  /// False when it is not, or no longer, there as a call, or as a future.
+  bool forget(std::uint64_t id, bool isFuture);
   void tellStop(std::uint64_t id);
 
   const std::string fService;

@@ -27,9 +27,8 @@ void requireAtMost(std::size_t is, std::size_t most, const std::string& what) {
 void requireName(const std::string& name, const door::Limits& limits, const char* what) {
   if (name.empty()) refuse(std::string(what) + " is empty");
   door::requireShort(name, limits.nameBytes, what);
-  const bool isPrintable = std::ranges::none_of(name, [](char c) {
-    return (c >= 0 && c < ' ') || c == '\x7F';
-  });
+  const bool isPrintable =
+      std::ranges::none_of(name, [](char c) { return (c >= 0 && c < ' ') || c == '\x7F'; });
   if (!isPrintable || !isUtf8(name)) {
     refuse(std::string(what) + " has characters that cannot be printed");
   }

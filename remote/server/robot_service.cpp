@@ -115,6 +115,7 @@ void RobotService::setModules(std::function<std::vector<std::string>()> modules)
 }
 
 void RobotService::setReady(const std::string& robotName) {
+  fLendHouse.isReady = true;
   std::scoped_lock lock(fMutex);
   fIsReady = true;
   fRobotName = replaceInvalidUtf8(robotName);

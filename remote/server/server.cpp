@@ -89,7 +89,9 @@ std::size_t raiseOpenFileLimit() {
 
 struct Server::State {
   State(door::Access& toAccess, const Options& given)
-      : access(toAccess), options(given), service(toAccess, given.softwareVersion, given.reservedNames) {}
+      : access(toAccess),
+        options(given),
+        service(toAccess, given.softwareVersion, given.reservedNames) {}
 
   door::Access& access;
   const Options options;

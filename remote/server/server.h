@@ -30,7 +30,7 @@ class Server {
     /// failing.
     bool isUnixPathOptional = false;
     std::string softwareVersion = "1.0.0";
-    /// Services that clients cannot lend, because the robot's own will take the names.
+    /// Services that clients cannot lend before `setReady`: the robot's own take the names.
     std::vector<std::string> reservedNames = {};
   };
 

@@ -31,8 +31,7 @@ void StartCall::run(const v1::CallRequest& request) {
   args.reserve(static_cast<std::size_t>(request.args_size()));
   for (const auto& arg : request.args()) args.push_back(fromWire(arg));
   auto place = fAccess.takeFuturePlace(client);
-  door::Outcome outcome =
-      fAccess.call(client, request.service(), request.method(), args, &fStop);
+  door::Outcome outcome = fAccess.call(client, request.service(), request.method(), args, &fStop);
   if (outcome.future) {
     follow(*std::exchange(outcome.future, std::nullopt), std::move(place));
   } else {

@@ -12,8 +12,8 @@ using Fault = RemoteError::Fault;
 using HB::HBValue;
 using testing::HasSubstr;
 
-xo::CallResult start(RobotClient& client, const std::string& method,
-                     const HBValue::List& args = {}, const CallOptions& options = {}) {
+xo::CallResult start(RobotClient& client, const std::string& method, const HBValue::List& args = {},
+                     const CallOptions& options = {}) {
   return client.start("Test", method, args, options);
 }
 

@@ -54,6 +54,7 @@ class TestRobot {
     options.listen = "127.0.0.1:0";
     options.unixPath = directory.file("robot.sock");
     options.softwareVersion = "1.2.3";
+    options.reservedNames = {"HBReserved"};
     server = std::make_unique<Server>(access, options);
   }
   ~TestRobot() { stopAll = true; }

@@ -50,6 +50,16 @@ TEST(Session, TellsEachComingAndGoingAndCountsThePublications) {
   EXPECT_EQ(changes, 3);
 }
 
+TEST(Session, AHandleLivesAgainThoughItsServiceIsNotKnownMeanwhile) {
+  xo::Session session;
+  auto a = session.registerService("A", answering(1));
+  const auto handle = session.find("A");
+  a.reset();
+  EXPECT_FALSE(session.find("A"));
+  a = session.registerService("A", answering(2));
+  EXPECT_EQ(handle.call<int>("answer"), 2);
+}
+
 TEST(WaitForService, IsOverWhenTheServiceStands) {
   xo::Session session;
   const auto a = session.registerService("A", answering(1));
