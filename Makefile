@@ -10,7 +10,8 @@ BENCH_ARGS ?=
 CTEST_ARGS ?=
 TARGETS ?= tests_all
 
-.PHONY: help run build test test-asan test-tsan torture bench format clean deps test-deps
+.PHONY: help run build python test test-asan test-tsan torture bench format clean deps python-deps \
+  test-deps
 .NOTPARALLEL:
 .DEFAULT_GOAL := help
 
@@ -18,6 +19,7 @@ help:
 	@echo "make run       build what is missing and start the robot here; Ctrl-C stops it"
 	@echo "               make run MODEL=models/lirae.xml ARGS='--listen 127.0.0.1:0'"
 	@echo "make build     the same without starting: build/bin, build/lib/tavro"
+	@echo "make python    the Python package, in build/python"
 	@echo "make test      build everything and run every test"
 	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
@@ -28,6 +30,9 @@ help:
 
 deps:
 	@tools/install-deps run
+
+python-deps:
+	@tools/install-deps python
 
 test-deps:
 	@tools/install-deps test
@@ -41,6 +46,9 @@ build: deps build/build.ninja
 
 run: build
 	@exec build/bin/tavro --model $(MODEL) $(ARGS)
+
+python: python-deps build/build.ninja
+	@cmake --build build -j $(JOBS) --target python
 
 test: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS)

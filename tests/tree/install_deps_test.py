@@ -113,6 +113,16 @@ class InstallDeps(unittest.TestCase):
         self.assert_names_packages(self.run_script(), "could not be fetched")
         self.assertEqual(self.calls(), ["apt-get install", "apt-get update"])
 
+    def test_the_sets_grow_from_running_over_python_to_testing(self):
+        self.has("make")
+        wanted = []
+        for one in ("run", "python", "test"):
+            self.assertEqual(self.run_script(one).returncode, 0)
+            wanted.append(set(self.calls()[-1].split()))
+        self.assertTrue(wanted[0] < wanted[1] < wanted[2])
+        self.assertIn("python3-grpcio", wanted[1] - wanted[0])
+        self.assertIn("python3-pytest", wanted[2] - wanted[1])
+
     def test_an_unknown_set_is_wrong_usage(self):
         run = self.run_script("everything")
         self.assertEqual(run.returncode, 2)

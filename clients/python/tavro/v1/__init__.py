@@ -1,0 +1,1 @@
+"""The wire: modules that the build generates from robot.proto."""
