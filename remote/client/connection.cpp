@@ -22,7 +22,7 @@ constexpr const char* kStartAdvice =
 std::string secondsText(std::chrono::milliseconds time) {
   const auto tenths = (time.count() + 50) / 100;
   std::string text = std::to_string(tenths / 10);
-  if (tenths % 10 != 0) text += "." + std::to_string(tenths % 10);
+  if (tenths % 10 != 0) text.append(".").append(std::to_string(tenths % 10));
   return text + " s";
 }
 
