@@ -97,8 +97,8 @@ class Access {
   /// Among the services that clients lend. For operators. Errors: Refused.
   Place takeLendPlace(const Client& client) const;
 
-  /// Places that are taken, by all clients.
-  std::size_t futures() const;
+  /// How many futures clients wait for now.
+  std::size_t futures() const { return fFutures.taken(); }
 
   /// Asks the running call, whoever made it, to stop; false when there is none of that id. For
   /// operators. Errors: Refused.

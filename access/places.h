@@ -21,6 +21,8 @@ class Places {
   using Place = std::shared_ptr<void>;
   /// Errors: Refused that names the limit reached.
   Place take(const Client& client) const;
+  /// How many are taken now, by all clients.
+  std::size_t taken() const;
 
   /// Appends both limits.
   void listLimits(std::vector<NamedLimit>& limits) const;
