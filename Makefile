@@ -10,7 +10,7 @@ BENCH_ARGS ?=
 CTEST_ARGS ?=
 TARGETS ?= tests_all
 
-.PHONY: help run build test test-asan test-tsan bench format clean deps test-deps
+.PHONY: help run build test test-asan test-tsan torture bench format clean deps test-deps
 .NOTPARALLEL:
 .DEFAULT_GOAL := help
 
@@ -21,6 +21,7 @@ help:
 	@echo "make test      build everything and run every test"
 	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
+	@echo "make torture   the long runs: 1,000 times all modules away and back, 100 under each sanitizer"
 	@echo "make bench     the speed tables"
 	@echo "make format    clang-format every source file in place"
 	@echo "make clean     remove every build folder"
@@ -46,16 +47,29 @@ test: test-deps build/build.ninja
 	@ctest --test-dir build --output-on-failure -j $(JOBS)
 
 # A leak, a misuse or a race ends the test that has it.
-test-asan: export ASAN_OPTIONS = detect_leaks=1:strict_string_checks=1
-test-asan: export UBSAN_OPTIONS = print_stacktrace=1
+test-asan torture: export ASAN_OPTIONS = detect_leaks=1:strict_string_checks=1
+test-asan torture: export UBSAN_OPTIONS = print_stacktrace=1
 test-asan: test-deps build-asan/build.ninja
 	@cmake --build build-asan -j $(JOBS) --target $(TARGETS)
 	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE source $(CTEST_ARGS)
 
-test-tsan: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
+test-tsan torture: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
 test-tsan: test-deps build-tsan/build.ninja
 	@cmake --build build-tsan -j $(JOBS) --target tests_tsan
 	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan $(CTEST_ARGS)
+
+# What takes too long for every day, straight from the programs, so that each shows how it goes on.
+TORTURE_ROUNDS ?= 1000
+torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.ninja
+	@for kind in build build-asan build-tsan; do \
+	  cmake --build $$kind -j $(JOBS) --target unload_test || exit 1; \
+	done
+	@echo "=== Modules away and back, $(TORTURE_ROUNDS) times"
+	@UNLOAD_ROUNDS=$(TORTURE_ROUNDS) build/bin/unload_test
+	@echo "=== Under the address, leak and undefined-behaviour sanitizers, 100 times"
+	@UNLOAD_ROUNDS=100 build-asan/bin/unload_test
+	@echo "=== Under the thread sanitizer, 100 times"
+	@UNLOAD_ROUNDS=100 build-tsan/bin/unload_test
 
 bench: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks

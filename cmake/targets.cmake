@@ -31,11 +31,12 @@ function(tavro_module name)
 endfunction()
 
 # One test program, one ctest case of the same name, labelled with its top folder. Those below the
-# remote layer carry the label tsan: the thread sanitizer knows every instruction that they run.
-# tavro_test(NAME SOURCES... [DEPENDS targets...])
+# remote layer, and those that say TSAN, carry the label tsan: the thread sanitizer knows every
+# instruction that they run.
+# tavro_test(NAME SOURCES... [DEPENDS targets...] [TSAN])
 find_package(GTest REQUIRED)
 function(tavro_test name)
-  cmake_parse_arguments(arg "" "" "SOURCES;DEPENDS" ${ARGN})
+  cmake_parse_arguments(arg "TSAN" "" "SOURCES;DEPENDS" ${ARGN})
   add_executable(${name} ${arg_SOURCES})
   target_include_directories(${name} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${name} PRIVATE ${arg_DEPENDS} GTest::gmock_main Threads::Threads)
@@ -43,7 +44,7 @@ function(tavro_test name)
   cmake_path(RELATIVE_PATH CMAKE_CURRENT_SOURCE_DIR BASE_DIRECTORY ${PROJECT_SOURCE_DIR}
     OUTPUT_VARIABLE folder)
   string(REGEX REPLACE "/.*" "" labels "${folder}")
-  if(labels MATCHES "^(framework|hardware|services|access)$")
+  if(arg_TSAN OR labels MATCHES "^(framework|hardware|services|access)$")
     list(APPEND labels tsan)
     set_property(GLOBAL APPEND PROPERTY TAVRO_TSAN_TESTS ${name})
   endif()

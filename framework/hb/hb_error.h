@@ -12,6 +12,7 @@ class HBError final : public xo::Error {
   using xo::Error::Error;
   ~HBError() override;
   std::string_view kind() const noexcept override;
+  Maker maker() const noexcept override;
 };
 
 }  // namespace HB

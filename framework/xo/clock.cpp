@@ -54,6 +54,8 @@ class ProcessClock final : public Clock {
   }
   void workBegins() noexcept override { fBoard.workBegins(); }
   void workEnds() noexcept override { fBoard.workEnds(); }
+  void threadBegins() noexcept override { fBoard.threadBegins(); }
+  void threadBegan() noexcept override { fBoard.threadBegan(); }
   void threadLeaves() noexcept override {
     if (fBoard.isInstalled()) fBoard.threadLeaves();
   }

@@ -39,6 +39,10 @@ class Clock {
   /// counts has taken the work (see `detail::markFrameworkThread`).
   virtual void workBegins() noexcept {}
   virtual void workEnds() noexcept {}
+  /// A thread of the framework is on its way: from before its start to its own first step (or to
+  /// the failure of its start). However long the machine takes, a hand-driven clock waits for it.
+  virtual void threadBegins() noexcept {}
+  virtual void threadBegan() noexcept {}
   /// The calling thread leaves the framework (its outermost call ended): a hand-driven clock no
   /// longer waits for it.
   virtual void threadLeaves() noexcept {}
@@ -64,6 +68,8 @@ class ManualClock final : public Clock {
   void notifyAll(std::condition_variable& wake) noexcept override;
   void workBegins() noexcept override;
   void workEnds() noexcept override;
+  void threadBegins() noexcept override;
+  void threadBegan() noexcept override;
   void threadLeaves() noexcept override;
 
   /// Moves time forward, stopping at every deadline on the way; at each, wakes its sleepers and

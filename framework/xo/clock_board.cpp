@@ -137,6 +137,12 @@ void ClockBoard::workEnds() noexcept {
   xChanged();
 }
 
+void ClockBoard::threadBegan() noexcept {
+  fStarting.fetch_sub(1);
+  const Lock lock(fMutex);
+  xChanged();
+}
+
 void ClockBoard::threadLeaves() noexcept {
   ThreadRecord& thread = ThreadRecord::ofThisThread();
   const Lock lock(fMutex);
@@ -214,7 +220,7 @@ bool ClockBoard::xIsBusy(const ThreadRecord& thread) const {
 
 bool ClockBoard::xIsSettled(bool ownThreadsOnly) const {
   const unsigned workEver = fWorkEver;
-  if (fQueuedWork != 0) return false;
+  if (fQueuedWork != 0 || fStarting != 0) return false;
   const bool isBusy = std::any_of(fThreads.begin(), fThreads.end(), [&](const ThreadRecord* one) {
     return xIsBusy(*one) && (one->isOwn || !ownThreadsOnly);
   });
@@ -248,6 +254,7 @@ void ClockBoard::xAwaitBriefly(Lock& lock) {
 }
 
 std::string ClockBoard::xStandstill() const {
+  if (fStarting != 0) return "";
   std::string all = std::to_string(fChanges) + "," + std::to_string(fWorkEver) + "," +
                     std::to_string(fQueuedWork) + ",";
   for (const ThreadRecord* thread : fThreads) {

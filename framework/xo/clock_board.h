@@ -50,6 +50,8 @@ class ClockBoard {
   // Counted with and without a hand-driven clock, so that one that comes between finds it right.
   void workBegins() noexcept;
   void workEnds() noexcept;
+  void threadBegins() noexcept { fStarting.fetch_add(1); }
+  void threadBegan() noexcept;
   void threadLeaves() noexcept;
   void markOwn() noexcept;
 
@@ -92,6 +94,7 @@ class ClockBoard {
   std::atomic<Duration::rep> fNow{0};
   std::atomic<int> fQueuedWork{0};
   std::atomic<unsigned> fWorkEver{0};
+  std::atomic<int> fStarting{0};  // threads that are not on the board yet
 };
 
 }  // namespace xo::detail

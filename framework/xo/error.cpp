@@ -10,14 +10,22 @@ namespace {
 struct StandardKind {
   std::string_view kind;
   bool (*is)(const std::exception&);
-  std::exception_ptr (*make)(const std::string&);
+  Error::Maker make;
 };
+
+template <class E>
+std::exception_ptr make(const std::string& text) {
+  return std::make_exception_ptr(E(text));
+}
+std::exception_ptr makeBadAlloc(const std::string&) {
+  return std::make_exception_ptr(std::bad_alloc());
+}
 
 template <class E>
 constexpr StandardKind standard(std::string_view kind) {
   return {kind,
           [](const std::exception& error) { return dynamic_cast<const E*>(&error) != nullptr; },
-          [](const std::string& text) { return std::make_exception_ptr(E(text)); }};
+          make<E>};
 }
 
 // Derived types before their bases.
@@ -44,26 +52,37 @@ const StandardKind& kindOfStandard(const std::exception& error) {
 
 Error::~Error() = default;
 std::string_view Error::kind() const noexcept { return "error"; }
+Error::Maker Error::maker() const noexcept { return make<Error>; }
 TimeoutError::~TimeoutError() = default;
 std::string_view TimeoutError::kind() const noexcept { return "timeout"; }
+Error::Maker TimeoutError::maker() const noexcept { return make<TimeoutError>; }
 CancelledError::~CancelledError() = default;
 std::string_view CancelledError::kind() const noexcept { return "cancelled"; }
+Error::Maker CancelledError::maker() const noexcept { return make<CancelledError>; }
+
+Failure::Failure(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const Error& caught) {
+    fText = caught.what();
+    fMaker = caught.maker();
+  } catch (const std::bad_alloc& caught) {
+    fText = caught.what();
+    fMaker = makeBadAlloc;
+  } catch (const std::exception& caught) {
+    fText = caught.what();
+    fMaker = kindOfStandard(caught).make;
+  } catch (...) {
+    fText = "unknown exception";
+    fMaker = make<std::runtime_error>;
+  }
+}
 
 std::exception_ptr copyCurrentException() noexcept {
   try {
-    throw;
-  } catch (const Error&) {
-    return std::current_exception();
-  } catch (const std::bad_alloc&) {
-    return std::make_exception_ptr(std::bad_alloc());
-  } catch (const std::exception& error) {
-    try {
-      return kindOfStandard(error).make(error.what());
-    } catch (...) {
-      return std::make_exception_ptr(std::bad_alloc());
-    }
+    return Failure(std::current_exception()).exception();
   } catch (...) {
-    return std::make_exception_ptr(std::runtime_error("unknown exception"));
+    return makeBadAlloc({});  // none left for the text
   }
 }
 

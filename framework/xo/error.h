@@ -15,6 +15,9 @@ class Error : public std::runtime_error {
   ~Error() override;
   /// The kind that is told to other processes, see `kindOf`.
   virtual std::string_view kind() const noexcept;
+  /// Makes another one of the same type. A type without its own is copied as its base.
+  using Maker = std::exception_ptr (*)(const std::string& text);
+  virtual Maker maker() const noexcept;
 };
 
 /// A wait ended by its time-out.
@@ -23,6 +26,7 @@ class TimeoutError final : public Error {
   using Error::Error;
   ~TimeoutError() override;
   std::string_view kind() const noexcept override;
+  Maker maker() const noexcept override;
 };
 
 /// The value of a cancelled future was asked for.
@@ -31,11 +35,26 @@ class CancelledError final : public Error {
   using Error::Error;
   ~CancelledError() override;
   std::string_view kind() const noexcept override;
+  Maker maker() const noexcept override;
 };
 
-/// The exception being handled, as one that carries no code of a module: the framework's own types
-/// pass, standard types keep their type and text, everything else becomes a `std::runtime_error`
-/// with the text it had ("unknown exception" when it had none). Call inside a catch block.
+/// What went wrong, for any number of threads: each is given an exception of its own, which no
+/// other thread looks at or destroys. Carries no code of a module: the framework's own types keep
+/// their type, so do the standard ones of `kindOf` and `std::bad_alloc`, everything else becomes a
+/// `std::runtime_error`; each with the text it had ("unknown exception" when it had none).
+class Failure {
+ public:
+  explicit Failure(const std::exception_ptr& error);
+  const std::string& text() const noexcept { return fText; }
+  /// A new one each time.
+  std::exception_ptr exception() const { return fMaker(fText); }
+
+ private:
+  std::string fText;
+  Error::Maker fMaker;
+};
+
+/// The exception being handled as a new one, see `Failure`. Call inside a catch block.
 std::exception_ptr copyCurrentException() noexcept;
 
 /// The text of an exception; "" for none.

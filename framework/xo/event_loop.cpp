@@ -97,11 +97,11 @@ class EventLoop::State : public std::enable_shared_from_this<State> {
 
   void start(const std::string& name, int threads) {
     for (int i = 0; i < threads; ++i) {
-      clock().workBegins();  // until the thread counts itself
+      clock().threadBegins();
       fThreads.emplace_back([this, name] {
         os::setCurrentThreadName(name);
         detail::markFrameworkThread();
-        clock().workEnds();
+        clock().threadBegan();
         xRun();
       });
     }

@@ -79,7 +79,12 @@ bool FutureCore::waitUntil(TimePoint deadline) const {
 
 std::exception_ptr FutureCore::error() const {
   const std::lock_guard lock(fMutex);
-  return fError;
+  return fError ? fError->exception() : nullptr;
+}
+
+std::string FutureCore::errorText() const {
+  const std::lock_guard lock(fMutex);
+  return fError ? fError->text() : std::string();
 }
 
 void FutureCore::requireValue(int milliseconds) const {
@@ -130,7 +135,9 @@ void FutureCore::onCancelRequested(std::function<void()> callback) {
 }
 
 bool FutureCore::finishError(std::exception_ptr error) {
-  return finish(FutureState::kError, [&] { fError = std::move(error); });
+  Failure failure(error);
+  error = nullptr;
+  return finish(FutureState::kError, [&] { fError = std::move(failure); });
 }
 
 bool FutureCore::finishCancelled() {

@@ -38,7 +38,9 @@ class FutureCore {
   FutureState state() const;
   /// False when `milliseconds` of the process's clock passed first.
   bool wait(int milliseconds) const;
-  std::exception_ptr error() const;  // null unless the state is kError
+  /// Null unless the state is kError.
+  std::exception_ptr error() const;
+  std::string errorText() const;
   /// Throws what `Future::value` documents unless there is a value.
   void requireValue(int milliseconds) const;
 
@@ -69,7 +71,7 @@ class FutureCore {
   mutable std::condition_variable fWake;
   FutureState fState = FutureState::kRunning;
   bool fCancelRequested = false;
-  std::exception_ptr fError;
+  std::optional<Failure> fError;
   std::vector<std::function<void()>> fOnFinished;
   std::vector<std::function<void()>> fOnCancel;
   std::function<void()> fAbandonHook;
@@ -166,10 +168,11 @@ class Future {
     fState->requireValue(milliseconds);
     if constexpr (!std::is_void_v<T>) return fState->value();
   }
-  /// The error, or null in any other state. Does not wait.
+  /// The error, or null in any other state. Does not wait. Each call makes one of its own, so that
+  /// threads share none; see `Failure` for what becomes of its type.
   std::exception_ptr error() const { return fState->error(); }
   /// The error's text, or "" in any other state. Does not wait.
-  std::string errorText() const { return textOf(error()); }
+  std::string errorText() const { return fState->errorText(); }
 
   /// Asks the producer to cancel. A request: the future finishes when the producer answers it, and
   /// may still get a value. Returns at once.

@@ -65,6 +65,48 @@ void passCancelOn(const Promise<R>& promise, const Future<T>& target) {
   });
 }
 
+/// A future of what `change` makes of a value. It alone keeps `source`, unlike that of `andThen`:
+/// for changes that nobody misses when nobody looks. A delay whose changed future is dropped frees
+/// its timer.
+template <class R, class T, class F>
+Future<R> changed(const Future<T>& source, F change) {
+  const auto result = makeState<R>();
+  const std::weak_ptr<TypedState<R>> to = result;
+  const std::weak_ptr<TypedState<T>> from = source.sharedState();
+  result->setAbandonHook([kept = source.sharedState()] {});
+  result->onCancelRequested([from] {
+    if (const auto state = from.lock()) state->requestCancel();
+  });
+  source.sharedState()->onFinished([from, to, change] {
+    const auto finished = from.lock();
+    const auto answered = to.lock();
+    if (!finished || !answered) return;
+    if (finished->state() == FutureState::kCancelled) {
+      answered->finishCancelled();
+      return;
+    }
+    try {
+      finished->requireValue(0);
+      const auto make = [&] {
+        if constexpr (std::is_void_v<T>) {
+          return change();
+        } else {
+          return change(finished->value());
+        }
+      };
+      if constexpr (std::is_void_v<R>) {
+        make();
+        answered->setValue();
+      } else {
+        answered->setValue(make());
+      }
+    } catch (...) {
+      answered->finishError(copyCurrentException());
+    }
+  });
+  return Future<R>(result);
+}
+
 }  // namespace detail
 
 template <class T>

@@ -21,6 +21,8 @@ bool ManualClock::waitUntil(std::unique_lock<std::mutex>& lock, std::condition_v
 void ManualClock::notifyAll(std::condition_variable& wake) noexcept { board().notifyAll(wake); }
 void ManualClock::workBegins() noexcept { board().workBegins(); }
 void ManualClock::workEnds() noexcept { board().workEnds(); }
+void ManualClock::threadBegins() noexcept { board().threadBegins(); }
+void ManualClock::threadBegan() noexcept { board().threadBegan(); }
 void ManualClock::threadLeaves() noexcept { board().threadLeaves(); }
 void ManualClock::advance(Duration by) { board().advance(by); }
 void ManualClock::awaitSleepers(int count) { board().awaitSleepers(count); }

@@ -28,7 +28,7 @@ bool Signature::isRemote() const {
 }
 
 Future<HB::HBValue> toValueFuture(const Future<void>& future) {
-  return future.andThen([] { return HB::HBValue(); }, Run::kInline);
+  return detail::changed<HB::HBValue>(future, [] { return HB::HBValue(); });
 }
 
 Future<HB::HBValue> toValueFuture(const Future<HB::HBValue>& future) { return future; }

@@ -59,14 +59,14 @@ struct CallResult {
   std::optional<Future<HB::HBValue>> future;
 };
 
-/// The same future, its value as an HBValue (invalid for void). For the types that may leave a
-/// module its code is this library's.
+/// The same future, its value as an HBValue (invalid for void): its end, its cancellation, and its
+/// being dropped are the other's. For the types that may leave a module its code is this library's.
 Future<HB::HBValue> toValueFuture(const Future<void>& future);
 Future<HB::HBValue> toValueFuture(const Future<HB::HBValue>& future);
 template <class T>
 Future<HB::HBValue> toValueFuture(const Future<T>& future) {
-  return future.andThen([](const T& value) { return detail::Conversion<T>::to(value); },
-                        Run::kInline);
+  return detail::changed<HB::HBValue>(
+      future, [](const T& value) { return detail::Conversion<T>::to(value); });
 }
 
 extern template Future<HB::HBValue> toValueFuture(const Future<bool>&);

@@ -91,11 +91,9 @@ class Object {
   template <class T>
   static Future<T> fromValueFuture(CallResult result) {
     auto future = result.future ? *result.future : makeReadyFuture(std::move(result.value));
-    return future.andThen(
-        [](const HB::HBValue& value) {
-          if constexpr (!std::is_void_v<T>) return detail::Conversion<T>::from(value);
-        },
-        Run::kInline);
+    return detail::changed<T>(future, [](const HB::HBValue& value) {
+      if constexpr (!std::is_void_v<T>) return detail::Conversion<T>::from(value);
+    });
   }
   [[noreturn]] void throwNoSuchMethod(std::string_view name) const;
 

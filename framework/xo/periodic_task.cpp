@@ -106,15 +106,15 @@ struct PeriodicTask::State {
   // `self` is this state's own pointer; the lock is held.
   void spawn(const std::shared_ptr<State>& self) {
     hasThread = true;
-    clock().workBegins();  // until the thread counts itself
+    clock().threadBegins();
     try {
       thread = std::thread([self] {
         detail::markFrameworkThread();
-        clock().workEnds();
+        clock().threadBegan();
         self->serve();
       });
     } catch (...) {
-      clock().workEnds();
+      clock().threadBegan();
       hasThread = isWanted = false;
       throw;
     }

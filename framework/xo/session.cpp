@@ -13,7 +13,7 @@ namespace {
 struct Waiter {
   std::string service;
   std::optional<Promise<Object>> promise;  // held here alone, so that it ends with the session
-  Future<void> timer = makeReadyFuture();  // dropped with the waiter
+  Future<void> timer = makeReadyFuture();  // cancelled when the waiter is taken out
   bool wantsObject = false;
   Ending* ending = nullptr;
   int endingCallback = 0;
@@ -49,11 +49,13 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
 };
 
 std::optional<Waiter> Session::State::takeWaiter(int number) {
-  std::scoped_lock lock(mutex);
+  std::unique_lock lock(mutex);
   const auto found = waiters.find(number);
   if (found == waiters.end()) return std::nullopt;
   auto waiter = std::move(found->second);
   waiters.erase(found);
+  lock.unlock();
+  waiter.timer.cancel();  // its callback keeps it: dropped, it would stay until it runs out
   return waiter;
 }
 
@@ -128,17 +130,20 @@ Future<Object> Session::State::wait(const std::string& name, int milliseconds, b
   if (ending != nullptr) watchEnding(number, ending);
   if (milliseconds != kInfiniteTimeout) {
     auto timer = getEventLoop().delay(std::chrono::milliseconds(milliseconds));
-    {
-      std::scoped_lock again(mutex);
-      const auto found = waiters.find(number);
-      if (found != waiters.end()) found->second.timer = timer;
-    }
     timer.onFinished([weak = weak_from_this(), number, name](const Future<void>& finished) {
       auto self = weak.lock();
       if (!self || !finished.hasValue()) return;
       self->giveUp(number, std::make_exception_ptr(TimeoutError(
                                "The service " + name + " did not come within the time allowed")));
     });
+    lock.lock();
+    const auto found = waiters.find(number);
+    if (found != waiters.end()) {
+      found->second.timer = timer;
+    } else {  // answered meanwhile
+      lock.unlock();
+      timer.cancel();
+    }
   }
   return future;
 }
@@ -171,6 +176,7 @@ Session::~Session() {
     orphans.swap(fState->waiters);
   }
   for (auto& [number, waiter] : orphans) {
+    waiter.timer.cancel();
     if (waiter.endingCallback != 0) waiter.ending->removeCallback(waiter.endingCallback);
     waiter.promise->setError(std::make_exception_ptr(
         Error("The session ended before the service " + waiter.service + " came")));

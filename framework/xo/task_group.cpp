@@ -18,6 +18,8 @@ const log::Category kLog("TaskGroup");
 struct TaskGroup::State {
   explicit State(Ending* given) : ending(given) {}
 
+  bool isOver() const { return closed || (ending != nullptr && ending->isRaised()); }
+
   /// Runs the task of that number, if it is still there. It is destroyed inside the gate.
   void run(int number) {
     const auto token = gate.enter();
@@ -32,6 +34,12 @@ struct TaskGroup::State {
     }
   }
 
+  /// What has not started and now never will.
+  std::unordered_map<int, std::function<void()>> takeAll() {
+    const std::scoped_lock lock(mutex);
+    return std::exchange(pending, {});
+  }
+
   std::function<void()> take(int number) {
     const std::scoped_lock lock(mutex);
     const auto found = pending.find(number);
@@ -42,6 +50,7 @@ struct TaskGroup::State {
   }
 
   Ending* const ending;
+  int callback = 0;  // of the ending
   Gate gate;
   std::mutex mutex;
   std::unordered_map<int, std::function<void()>> pending;
@@ -49,7 +58,12 @@ struct TaskGroup::State {
   bool closed = false;
 };
 
-TaskGroup::TaskGroup(Ending* ending) : fState(std::make_shared<State>(ending)) {}
+TaskGroup::TaskGroup(Ending* ending) : fState(std::make_shared<State>(ending)) {
+  if (ending == nullptr) return;
+  fState->callback = ending->onRaise([weak = std::weak_ptr(fState)] {
+    if (const auto state = weak.lock()) state->takeAll();
+  });
+}
 
 TaskGroup::~TaskGroup() { close(); }
 
@@ -57,24 +71,28 @@ void TaskGroup::post(std::function<void()> task, Duration by) {
   int number = 0;
   {
     const std::scoped_lock lock(fState->mutex);
-    if (fState->closed) return;  // the task goes with this call's frame
+    if (fState->isOver()) return;  // the task goes with this call's frame
     number = ++fState->next;
     fState->pending.emplace(number, std::move(task));
   }
   getEventLoop().postAfter(by, [state = fState, number] { state->run(number); });
 }
 
-Gate::Token TaskGroup::enter() noexcept { return fState->gate.enter(); }
+Gate::Token TaskGroup::enter() noexcept {
+  if (fState->ending != nullptr && fState->ending->isRaised()) return Gate::Token();
+  return fState->gate.enter();
+}
 
 void TaskGroup::close() {
-  std::unordered_map<int, std::function<void()>> dropped;
   {
     const std::scoped_lock lock(fState->mutex);
     fState->closed = true;
-    dropped.swap(fState->pending);
+  }
+  const auto dropped = fState->takeAll();  // destroyed when nothing runs any more
+  if (const int callback = std::exchange(fState->callback, 0)) {
+    fState->ending->removeCallback(callback);
   }
   fState->gate.close();
-  dropped.clear();
 }
 
 }  // namespace xo

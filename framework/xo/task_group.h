@@ -14,9 +14,9 @@ namespace xo {
 /// Tasks on the process's event loop that pass their owner's gate.
 ///
 /// The tasks themselves are kept here, in this library: the loop only holds a number. So a module
-/// may be unloaded while its tasks are queued: `close()` destroys those that have not started and
-/// waits for those that run, and when it returns nothing of the module's code is left behind.
-/// Thread-safe.
+/// may be unloaded while its tasks are queued: its ending destroys those that have not started.
+/// `close()` does too and waits for those that run, and when it returns nothing of the module's
+/// code is left behind. Thread-safe.
 class TaskGroup {
  public:
   /// `ending` (may be null) is in force during every task and outlives the group.
@@ -25,11 +25,11 @@ class TaskGroup {
   TaskGroup(const TaskGroup&) = delete;
   TaskGroup& operator=(const TaskGroup&) = delete;
 
-  /// Runs `task` on the event loop, after `by`. Destroyed at once, without running, when the group
-  /// is closed. What it throws is logged.
+  /// Runs `task` on the event loop, after `by`. Destroyed at once, without running, once the group
+  /// is closed or the ending raised. What it throws is logged.
   void post(std::function<void()> task, Duration by = Duration::zero());
 
-  /// Enters as a task would, for deferred work that runs elsewhere (a tick, a timer's handler).
+  /// Enters as a task would, for work that runs elsewhere (a tick). Not once the ending is raised.
   Gate::Token enter() noexcept;
 
   /// Refuses new work, destroys what has not started, waits for what is inside. Not from inside.

@@ -53,6 +53,16 @@ TEST(CopyCurrentException, LetsTheFrameworksOwnTypesPass) {
   EXPECT_THROW(std::rethrow_exception(copyOf(xo::TimeoutError("late"))), xo::TimeoutError);
 }
 
+TEST(Failure, GivesAnExceptionOfItsOwnEachTime) {
+  const xo::Failure failure(std::make_exception_ptr(xo::TimeoutError("late")));
+  EXPECT_EQ(failure.text(), "late");
+  const auto first = failure.exception();
+  const auto second = failure.exception();
+  EXPECT_NE(first, second);
+  EXPECT_THROW(std::rethrow_exception(first), xo::TimeoutError);
+  EXPECT_EQ(xo::textOf(second), "late");
+}
+
 TEST(Kinds, SurviveTheWayToAnotherProcess) {
   for (const auto& original : {copyOf(std::invalid_argument("t")), copyOf(std::out_of_range("t")),
                                copyOf(std::runtime_error("t")), copyOf(std::logic_error("t")),

@@ -51,6 +51,11 @@ TEST(Future, ThrowsThePromisedError) {
   EXPECT_THROW(xo::makeFailedFuture<void>("text").value(), std::runtime_error);
 }
 
+TEST(Future, GivesEachThatAsksAnErrorOfItsOwn) {
+  const auto future = xo::makeFailedFuture<int>("text");
+  EXPECT_NE(future.error(), future.error());
+}
+
 TEST(Future, IsReadyFromTheStartWhenMadeSo) {
   EXPECT_TRUE(xo::makeReadyFuture().hasValue());
   EXPECT_EQ(xo::makeReadyFuture(std::string("a")).value(), "a");

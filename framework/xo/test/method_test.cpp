@@ -4,6 +4,8 @@
 
 #include <stdexcept>
 
+#include "framework/xo/event_loop.h"
+
 namespace {
 
 using HB::HBValue;
@@ -53,6 +55,44 @@ TEST(Method, HandsAFutureOnAsAFutureOfAValue) {
   const auto result = fade.dynamic(std::vector<HBValue>{0.5f});
   ASSERT_TRUE(result.future);
   EXPECT_FALSE(result.future->value().isValid());
+}
+
+TEST(ToValueFuture, FreesTheTimerOfADelayWhenItIsDropped) {
+  xo::ManualClock clock;
+  xo::EventLoop loop("loop", 1);
+  {
+    const auto future = xo::toValueFuture(loop.delay(std::chrono::hours(1)));
+    EXPECT_EQ(loop.pendingDelays(), 1u);
+  }
+  EXPECT_EQ(loop.pendingDelays(), 0u);
+}
+
+TEST(ToValueFuture, KeepsTheDelayThatItStandsFor) {
+  xo::ManualClock clock;
+  xo::EventLoop loop("loop", 1);
+  const auto future = xo::toValueFuture(loop.delay(std::chrono::hours(1)));
+  clock.advance(std::chrono::minutes(59));
+  EXPECT_TRUE(future.isRunning());
+  clock.advance(std::chrono::minutes(1));
+  EXPECT_TRUE(future.hasValue());
+}
+
+TEST(ToValueFuture, EndsAsTheOtherDoes) {
+  const xo::Promise<int> good;
+  const xo::Promise<int> bad;
+  const xo::Promise<int> cancelled;
+  const auto ofGood = xo::toValueFuture(good.future());
+  const auto ofBad = xo::toValueFuture(bad.future());
+  const auto ofCancelled = xo::toValueFuture(cancelled.future());
+  good.setValue(5);
+  bad.setError("dark");
+  ofCancelled.cancel();
+  EXPECT_TRUE(cancelled.isCancelRequested());
+  EXPECT_TRUE(ofCancelled.isRunning());
+  cancelled.setCancelled();
+  EXPECT_EQ(ofGood.value(), HBValue(5));
+  EXPECT_EQ(ofBad.errorText(), "dark");
+  EXPECT_TRUE(ofCancelled.isCancelled());
 }
 
 TEST(Method, WithALocalTypeIsNotForRemoteCallers) {

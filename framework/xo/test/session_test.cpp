@@ -2,7 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
 #include <thread>
+
+#include "framework/xo/event_loop.h"
 
 namespace {
 
@@ -125,6 +128,38 @@ TEST(Service, ThatDoesNotComeInTimeIsATimeout) {
     EXPECT_THROW((void)object.value(), xo::TimeoutError);
     EXPECT_EQ(object.errorText(), "The service A did not come within the time allowed");
   }
+}
+
+TEST(Service, LeavesNoTimerBehindHoweverTheWaitEnds) {
+  xo::ManualClock clock;
+  const auto before = xo::getEventLoop().pendingDelays();
+  xo::Ending ending;
+  auto session = std::make_unique<xo::Session>();
+  std::optional<xo::Future<xo::Object>> ofModule;
+  {
+    const xo::CallScope scope(&ending);
+    ofModule = session->service("A", "", 3'600'000);
+  }
+  const auto cancelled = session->service("A", "", 3'600'000);
+  const auto orphan = session->service("A", "", 3'600'000);
+  const auto answered = session->service("B", "", 3'600'000);
+  EXPECT_EQ(xo::getEventLoop().pendingDelays(), before + 4);
+  ending.raise();
+  EXPECT_TRUE(ofModule->hasError());
+  EXPECT_EQ(xo::getEventLoop().pendingDelays(), before + 3);
+  cancelled.cancel();
+  EXPECT_EQ(xo::getEventLoop().pendingDelays(), before + 2);
+  const auto b = session->registerService("B", answering(1));
+  EXPECT_TRUE(answered.hasValue());
+  EXPECT_EQ(xo::getEventLoop().pendingDelays(), before + 1);
+  session.reset();
+  EXPECT_TRUE(orphan.hasError());
+  EXPECT_EQ(xo::getEventLoop().pendingDelays(), before);
+  {
+    const xo::CallScope scope(&ending);  // over before it begins
+    EXPECT_TRUE(xo::Session().service("A", "", 3'600'000).hasError());
+  }
+  EXPECT_EQ(xo::getEventLoop().pendingDelays(), before);
 }
 
 TEST(Service, RefusesAnUnknownProtocol) {

@@ -119,6 +119,35 @@ TEST(TaskGroupEnding, EndsTheSleepOfATask) {
   EXPECT_TRUE(isAwake);
 }
 
+TEST(TaskGroupEnding, DestroysWhatHasNotStarted) {
+  ManualClock clock;
+  Ending ending;
+  TaskGroup tasks(&ending);
+  const auto captured = std::make_shared<int>();
+  tasks.post([captured] { ADD_FAILURE(); }, milliseconds(1));
+  ending.raise();
+  EXPECT_EQ(captured.use_count(), 1);
+  clock.advance(milliseconds(1));
+}
+
+TEST(TaskGroupEnding, RefusesNewTasksAndEntries) {
+  ManualClock clock;
+  Ending ending;
+  TaskGroup tasks(&ending);
+  ending.raise();
+  const auto captured = std::make_shared<int>();
+  tasks.post([captured] { ADD_FAILURE(); });
+  EXPECT_EQ(captured.use_count(), 1);
+  EXPECT_FALSE(tasks.enter());
+  clock.awaitIdle();
+}
+
+TEST(TaskGroupEnding, MayComeAfterTheGroup) {
+  Ending ending;
+  { const TaskGroup tasks(&ending); }
+  ending.raise();
+}
+
 TEST(TaskGroupClose, DestroysWhatHasNotStarted) {
   ManualClock clock;
   std::optional<TaskGroup> tasks(std::in_place, nullptr);

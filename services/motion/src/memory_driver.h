@@ -10,7 +10,9 @@
 
 namespace HB {
 
-/// Channel i is the memory's key `keys[i]`. Writes do not block: see HBMemoryProxy.
+/// Channel i is the memory's key `keys[i]`. Writes do not block: see HBMemoryProxy. When the memory
+/// was away and is another one now, the write that finds it so is carried out and still fails, so
+/// that the next one repeats every channel.
 class MemoryDriver final : public LedDriver {
  public:
   /// Creates missing keys with 0.0. Errors: those of `HBMemoryProxy::floatHandles`.
@@ -20,9 +22,14 @@ class MemoryDriver final : public LedDriver {
   void write(const std::vector<int>& channels, const std::vector<float>& values) override;
 
  private:
+  void xWrite(const std::vector<int>& channels, const std::vector<float>& values);
+  void xRenew();
+
   const std::shared_ptr<HBMemoryProxy> fMemory;
-  const std::vector<int> fHandles;   // by channel
-  std::vector<int> fWrittenHandles;  // kept between writes for its room
+  const std::vector<std::string> fKeys;  // by channel
+  std::vector<int> fHandles;             // by channel, of the memory that stands
+  bool fIsLost = false;                  // the last write failed
+  std::vector<int> fWrittenHandles;      // kept between writes for its room
 };
 
 }  // namespace HB

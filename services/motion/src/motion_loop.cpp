@@ -19,11 +19,11 @@ MotionLoop::MotionLoop(std::vector<float> values, std::vector<std::unique_ptr<Le
                        xo::Ending* ending)
     : fAnimator(std::move(values)) {
   for (auto& driver : drivers) fOutputs.push_back({std::move(driver), false});
-  xo::clock().workBegins();  // until the clock knows the thread
+  xo::clock().threadBegins();
   fThread = std::thread([this, ending] {
     xo::os::setCurrentThreadName("MotionTick");
     xo::detail::markFrameworkThread();
-    xo::clock().workEnds();
+    xo::clock().threadBegan();
     const xo::CallScope scope(ending);
     xRun();
   });

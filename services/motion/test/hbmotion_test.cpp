@@ -5,6 +5,7 @@
 #include <limits>
 #include <stdexcept>
 #include <thread>
+#include <utility>
 
 #include "framework/hb/module_factory.h"
 #include "services/memory/src/hbmemory.h"
@@ -267,6 +268,24 @@ TEST_F(HBMotionTest, CanBeUnloadedInTheMiddleOfAMovement) {
   animate({key("Chest")}, {{0.5f}}, {{0}});
   clock.advance(milliseconds(250));
   EXPECT_EQ(now("Chest"), 0.25f);
+}
+
+TEST_F(HBMotionTest, DrivesOnWhenTheMemoryComesBack) {
+  load();
+  animate({key("Face/Blue")}, {{0}}, {{0.25F}});
+  float red = 0.5F;
+  float green = 1;
+  for (const bool isMissed : {true, false}) {  // whether a write falls into its absence
+    broker->removeModule("HBMemory");
+    if (isMissed) animate({key("Face/Red")}, {{0}}, {{0.75F}});
+    createModule<HBMemory>(broker);
+    animate({key("Face/Red")}, {{0}}, {{red}});
+    EXPECT_EQ(now("Face/Red"), red);
+    animate({key("Chest")}, {{0}}, {{green}});
+    EXPECT_EQ(now("Face/Blue"), 0.25F);  // what the old memory held and motion still means
+    EXPECT_EQ(now("Chest"), green);
+    std::swap(red, green);
+  }
 }
 
 TEST_F(HBMotionTest, DocumentsEveryMethodAndEveryArgument) {

@@ -6,7 +6,8 @@
 namespace HB::test {
 
 /// Sleeps of this thread, and of the rotations that it starts, end at once, as if their module were
-/// being unloaded. It must outlive those rotations' ticks.
+/// being unloaded. It must outlive those rotations' ticks. Make the module before: one that is made
+/// while it lives takes itself for one that is being unloaded.
 class Sleepless {
  public:
   Sleepless() { fEnding.raise(); }

@@ -1,0 +1,164 @@
+// Every published method of the LED service at once, from eight threads, on the real modules of a
+// running robot. The thread sanitizer watches.
+#include <gmock/gmock.h>
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <iostream>
+#include <map>
+#include <random>
+#include <thread>
+
+#include "framework/xo/call.h"
+#include "tavro/module_loader.h"
+
+namespace tavro {
+namespace {
+
+using HB::HBValue;
+
+/// A row of the service's table and arguments that are good for it. Animations are short.
+struct Row {
+  const char* name;
+  HBValue::List args;
+};
+
+std::vector<Row> rows() {
+  return {{"createGroup", {"Storm", HBValue::list({"EarLeds", "FaceLed0"})}},
+          {"earLedsSetAngle", {90, 0.01F, true}},
+          {"fade", {"EarLeds", 0.5F, 0.02F}},
+          {"fadeListRGB", {"FaceLeds", HBValue::list({255, 65280}), HBValue::list({0.01F, 0.02F})}},
+          {"fadeRGB", {"FaceLeds", 1.0F, 0.5F, 0.0F, 0.02F}},
+          {"fadeRGB", {"FaceLeds", "red", 0.02F}},
+          {"fadeRGB", {"ChestLeds", 0x00ff00, 0.02F}},
+          {"_fadeRGB", {"FaceLeds", 1.0F, 0.5F, 0.0F, 0.02F}},
+          {"reset", {"AllLeds"}},
+          {"_setIntensityRatio", {"EarLeds", 0.7F}},
+          {"getIntensity", {"FaceLedRight0"}},
+          {"listLEDs", {}},
+          {"listLED", {"FaceLedRight0"}},
+          {"listGroup", {"FaceLeds"}},
+          {"listGroups", {}},
+          {"off", {"AllLeds"}},
+          {"on", {"FaceLed3"}},
+          {"rasta", {0.05F}},
+          {"rotateEyes", {0xff00ff, 0.01F, 0.02F}},
+          {"randomEyes", {0.04F}},
+          {"setIntensity", {"BrainLeds", 0.5F}},
+          {"_blink", {}},
+          {"_blink", {255}},
+          {"_setAnyLedIntensity", {"FaceLeds", 0.5F}},
+          {"_startPassiveBlinking", {}},
+          {"_startPassiveBlinking", {255}},
+          {"_stopPassiveBlinking", {}},
+          {"_blinkWithShadow", {}},
+          {"_setTimeBetweenTwoBlinks", {1.0F, 7.0F}},
+          {"_startEyesRotationASR", {}},
+          {"_stopEyesRotationASR", {}},
+          {"_setEnabledEyesRotationASR", {true}},
+          {"_startEarsRotationASR", {}},
+          {"_stopEarsRotationASR", {}},
+          {"_setEnabledEarsRotationASR", {false}}};
+}
+
+class Storm : public ::testing::Test {
+ protected:
+  Storm() {
+    for (const char* name : {"memory", "robotmodel", "motion", "leds", "signsandfeedback"}) {
+      fLoader.load(std::string(ROBOT_MODULE_DIRECTORY "/lib") + name + ".so");
+    }
+    EXPECT_TRUE(fLoader.waitUntilAllStand()) << fLoader.failure().text;
+    fLeds = fSession->find("HBLeds");
+  }
+  ~Storm() override {
+    fIsOver = true;
+    for (auto& thread : fThreads) thread.join();
+  }
+
+  /// Calls rows in an order of its own until the storm is over.
+  void callAll(unsigned seed) {
+    std::mt19937 random(seed);
+    while (!fIsOver) call(random() % fRows.size());
+  }
+  void call(std::size_t row) {
+    try {
+      fLeds.callDynamic(fRows[row].name, fRows[row].args);
+      ++fCalls[row];
+    } catch (const std::exception& error) {
+      ADD_FAILURE() << fRows[row].name << ": " << error.what();
+    }
+  }
+  void createGroups() {
+    for (int i = 0; !fIsOver; ++i) {
+      fLeds.call("createGroup", "Group" + std::to_string(i % 3),
+                 std::vector<std::string>{i % 2 ? "EarLeds" : "FaceLeds"});
+      ++fGroupsCreated;
+    }
+  }
+  void rotateUntilStopped() {
+    const xo::CallScope scope(nullptr, &fStop);
+    fLeds.call("rotateEyes", 0xffffff, 0.04F, 86400.0F);
+  }
+  void switchOff(int times) {
+    for (int i = 0; i < times; ++i) fLeds.call("off", "FaceLeds");
+  }
+
+  const std::shared_ptr<xo::Session> fSession = std::make_shared<xo::Session>();
+  OutputTap fTap{std::cout};
+  ModuleLoader fLoader{HB::HBBroker::create(fSession, {{"model", "models/vanto.xml"}}), fTap};
+  xo::Object fLeds;
+  const std::vector<Row> fRows = rows();
+  std::array<std::atomic<int>, 64> fCalls{};
+  std::atomic<int> fGroupsCreated{0};
+  std::atomic<bool> fIsOver{false};
+  xo::StopFlag fStop;
+  std::vector<std::thread> fThreads;
+};
+
+TEST_F(Storm, NamesEveryRowOfTheTable) {
+  std::map<std::string, int> listed;
+  std::map<std::string, int> published;
+  for (const auto& row : fRows) ++listed[row.name];
+  for (const auto& method : fLeds.describe().methods) ++published[method.doc.name];
+  EXPECT_EQ(listed, published);
+  EXPECT_EQ(fRows.size(), 35u);
+}
+
+TEST_F(Storm, OfAllMethodsFromEightThreadsTearsNothing) {
+  for (unsigned seed = 1; seed <= 7; ++seed) fThreads.emplace_back([this, seed] { callAll(seed); });
+  fThreads.emplace_back([this] { createGroups(); });
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(STORM_SECONDS);
+  for (std::size_t row = 0; row < fRows.size(); ++row) call(row);  // each at least once
+  while (std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  }
+  fIsOver = true;
+  for (auto& thread : fThreads) thread.join();
+  fThreads.clear();
+  EXPECT_GT(fGroupsCreated, 0);
+  for (const char* still :
+       {"_stopPassiveBlinking", "_stopEyesRotationASR", "_stopEarsRotationASR"}) {
+    fLeds.call(still);
+  }
+  fLeds.call("off", "AllLeds");
+  EXPECT_EQ(fLeds.call<HBValue>("getIntensity", "ChestLedsRed"), HBValue::list({0.0F}));
+}
+
+TEST_F(Storm, KeepsNoOffBehindACreateGroupThatWaitsForAnEndlessAnimation) {
+  std::thread rotation([this] { rotateUntilStopped(); });
+  fThreads.emplace_back([this] { createGroups(); });
+  // Until the rotation has its lock, groups are created; from then on none is, and "off" goes on.
+  int before = -1;
+  const auto giveUp = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (fGroupsCreated != before && std::chrono::steady_clock::now() < giveUp) {
+    before = fGroupsCreated;
+    switchOff(200);
+  }
+  EXPECT_EQ(fGroupsCreated, before);
+  fStop.raise();
+  rotation.join();
+}
+
+}  // namespace
+}  // namespace tavro
