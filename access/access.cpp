@@ -1,12 +1,13 @@
 #include "access/access.h"
 
 #include <algorithm>
-#include <map>
 
 namespace door {
 namespace {
 
 constexpr std::size_t kErrorBytesKept = 200;
+/// A method of which fewer run may use the last places.
+constexpr std::size_t kFewOfAMethod = 4;
 
 [[noreturn]] void refuseSize(const char* what, std::size_t is, const char* limitName,
                              std::size_t limit) {
@@ -107,18 +108,15 @@ void requireShort(const std::string& name, std::size_t bytes, const char* what) 
   if (name.size() > bytes) refuseSize(what, name.size(), "bytes", bytes);
 }
 
-/// Outlives the Access with the last place.
-struct Access::FutureCounts {
-  std::mutex mutex;
-  std::map<std::pair<std::string, std::string>, std::size_t> ofClient;  // name and peer
-};
-
-Access::Access(std::shared_ptr<xo::Session> session, Limits limits)
+Access::Access(std::shared_ptr<xo::Session> session, Limits limits, std::vector<Quota> quotas)
     : fSession(std::move(session)),
       fLimits(limits),
-      fFutures(std::make_shared<FutureCounts>()),
+      fFutures("futures waited for", fLimits.futuresPerClient, fLimits.futuresInAll),
+      fWatches("watches", fLimits.watchesPerClient, fLimits.watchesInAll),
+      fLends("lent services", fLimits.lendsPerClient, fLimits.lendsInAll),
+      fQuotas(std::move(quotas)),
       fHistory(kHistory) {
-  fRunning.reserve(fLimits.callsInAll + fLimits.reservedCalls);
+  fRunning.reserve(fLimits.mostCalls());
 }
 
 Access::~Access() = default;
@@ -137,23 +135,30 @@ xo::ObjectInfo Access::describe(const std::string& service) const {
   return info;
 }
 
-std::uint64_t Access::begin(Ticket ticket) {
-  std::scoped_lock lock(fMutex);
+void Access::requirePlaceLocked(const Ticket& ticket) const {
   const auto ofClient = static_cast<std::size_t>(std::ranges::count_if(
       fRunning, [&](const Ticket& running) { return *running.client == *ticket.client; }));
-  if (ofClient >= fLimits.callsPerClient) {
-    throw Refused(Refused::Why::kTooMany,
-                  "This client's calls that run at once have reached the "
-                  "limit of " +
-                      std::to_string(fLimits.callsPerClient));
-  }
-  // The last places are for clients that run nothing yet: one who holds many cannot shut others
+  const bool isClientFull = ofClient >= fLimits.callsPerClient;
+  // The next places are for clients that run nothing yet: one who holds many cannot shut others
   // out.
   const std::size_t places = fLimits.callsInAll + (ofClient == 0 ? fLimits.reservedCalls : 0);
-  if (fRunning.size() >= places) {
-    throw Refused(Refused::Why::kTooMany,
-                  "The calls that run at once have reached the limit of " + std::to_string(places));
-  }
+  if (!isClientFull && fRunning.size() < places) return;
+  // The last ones are for methods that hardly run: whoever fills the robot with endless calls of
+  // some methods, by however many connections, leaves the others to be called.
+  const auto ofMethod =
+      static_cast<std::size_t>(std::ranges::count_if(fRunning, [&](const Ticket& running) {
+        return *running.method == *ticket.method && *running.service == *ticket.service;
+      }));
+  if (ofMethod < std::min(kFewOfAMethod, fLimits.rareCalls) &&
+      fRunning.size() < fLimits.mostCalls())
+    return;
+  if (isClientFull) refuseMany("calls that run at once", true, fLimits.callsPerClient);
+  refuseMany("calls that run at once", false, places);
+}
+
+std::uint64_t Access::begin(Ticket ticket) {
+  std::scoped_lock lock(fMutex);
+  requirePlaceLocked(ticket);
   ticket.id = fNextId++;
   fRunning.push_back(ticket);
   return ticket.id;
@@ -180,9 +185,11 @@ void Access::end(std::uint64_t id, const Outcome& outcome) {
 
 Outcome Access::call(const Client& client, const std::string& service, const std::string& method,
                      std::span<const HB::HBValue> args, xo::StopFlag* stop) {
+  if (client.role != Role::kOperator) requireOperator(client, "Calling methods");
   requireShort(method, fLimits.nameBytes, "A method's name");
   requireWithinLimits(args, fLimits);
   const xo::Object object = requireService(service);
+  Quotas::Use use = fQuotas.begin(service, method, args, object.generation());
 
   xo::StopFlag ownStop;
   if (stop == nullptr) stop = &ownStop;
@@ -198,26 +205,13 @@ Outcome Access::call(const Client& client, const std::string& service, const std
     outcome = failure(xo::copyCurrentException());
   }
   end(id, outcome);
+  if (!outcome.hasFailed()) use.succeed();
   return outcome;
 }
 
-Access::FuturePlace Access::takeFuturePlace(const Client& client) {
-  const std::pair key(client.name, client.peer);
-  {
-    std::scoped_lock lock(fFutures->mutex);
-    std::size_t& count = fFutures->ofClient[key];
-    if (count >= fLimits.futuresPerClient) {
-      throw Refused(Refused::Why::kTooMany,
-                    "The futures that this client waits for have reached the limit of " +
-                        std::to_string(fLimits.futuresPerClient));
-    }
-    ++count;
-  }
-  return FuturePlace(nullptr, [counts = fFutures, key](void*) {
-    std::scoped_lock lock(counts->mutex);
-    const auto found = counts->ofClient.find(key);
-    if (--found->second == 0) counts->ofClient.erase(found);
-  });
+Access::Place Access::takeLendPlace(const Client& client) const {
+  requireOperator(client, "Lending a service");
+  return fLends.take(client);
 }
 
 template <class Picks>
@@ -230,6 +224,11 @@ bool Access::raiseWhere(Picks picks) {
     isAny = true;
   }
   return isAny;
+}
+
+bool Access::cancel(const Client& client, std::uint64_t id) {
+  requireOperator(client, "Stopping a call");
+  return cancel(id);
 }
 
 bool Access::cancel(std::uint64_t id) {
@@ -263,6 +262,24 @@ std::vector<CallRecord> Access::history() const {
     records.push_back(fHistory[i % kHistory]);
   }
   return records;
+}
+
+std::vector<NamedLimit> Access::listLimits() const {
+  std::vector<NamedLimit> limits{
+      {"list elements", fLimits.listElements},
+      {"text bytes", fLimits.textBytes},
+      {"message bytes", fLimits.messageBytes},
+      {"nested lists", fLimits.nestedLists},
+      {"values in a request", fLimits.values},
+      {"service and method name bytes", fLimits.nameBytes},
+      {"memory key bytes", fLimits.keyBytes},
+      {"calls that run at once, of one client", fLimits.callsPerClient},
+      {"calls that run at once, of all clients", fLimits.mostCalls()},
+  };
+  for (const Places* places : {&fFutures, &fWatches, &fLends}) places->listLimits(limits);
+  limits.push_back({"connections, by each way in", fLimits.connections});
+  fQuotas.listLimits(limits);
+  return limits;
 }
 
 Outcome Access::readMemory(const std::string& key) const {

@@ -8,40 +8,19 @@
 #include <mutex>
 #include <optional>
 #include <span>
-#include <stdexcept>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "access/client.h"
 #include "access/limits.h"
+#include "access/places.h"
+#include "access/quotas.h"
+#include "access/refused.h"
 #include "framework/hb/hb_memory_proxy.h"
 #include "framework/xo/session.h"
 
 namespace door {
-
-/// Who asks. `name` and `peer` together tell clients apart.
-struct Client {
-  std::string name;       ///< as the client calls itself
-  std::string peer;       ///< "ipv4:127.0.0.1:40112", "unix:"
-  std::string transport;  ///< "grpc", "web"
-  bool operator==(const Client&) const = default;
-};
-
-/// A request that was not carried out. The text is for the client.
-class Refused final : public std::runtime_error {
- public:
-  enum class Why {
-    kNoSuchService,  ///< or it is gone
-    kTooMuch,        ///< a limit of size: names it and its number
-    kTooMany,        ///< a limit of things at once: names it and its number
-    kMalformed,
-  };
-  Refused(Why why, const std::string& text) : std::runtime_error(text), fWhy(why) {}
-  Why why() const noexcept { return fWhy; }
-
- private:
-  Why fWhy;
-};
 
 /// What became of a call: a value (invalid for a method without a result), a future of one, or the
 /// error that the method threw.
@@ -85,12 +64,15 @@ class Access {
   static constexpr std::size_t kHistory = 256;
 
   /// `session` outlives the last call.
-  explicit Access(std::shared_ptr<xo::Session> session, Limits limits = {});
+  explicit Access(std::shared_ptr<xo::Session> session, Limits limits = {},
+                  std::vector<Quota> quotas = {});
   ~Access();
   Access(const Access&) = delete;
   Access& operator=(const Access&) = delete;
 
   const Limits& limits() const { return fLimits; }
+  /// Every limit that clients meet, by the name that refusals call it by.
+  std::vector<NamedLimit> listLimits() const;
 
   /// Names, ascending.
   std::vector<std::string> services() const { return fSession->services(); }
@@ -102,12 +84,21 @@ class Access {
   Outcome call(const Client& client, const std::string& service, const std::string& method,
                std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr);
 
-  /// A place among the futures whose end a client waits for; given back when the last copy goes.
-  /// Errors: Refused.
-  using FuturePlace = std::shared_ptr<void>;
-  FuturePlace takeFuturePlace(const Client& client);
+  /// One of the things that a client may have a number of at once; given back when the last copy
+  /// goes, which may outlive this.
+  using Place = Places::Place;
+  using FuturePlace = Place;
+  /// Among the futures whose end a client waits for. Errors: Refused.
+  Place takeFuturePlace(const Client& client) const { return fFutures.take(client); }
+  /// Among the watches, of memory or services. Errors: Refused.
+  Place takeWatchPlace(const Client& client) const { return fWatches.take(client); }
+  /// Among the services that clients lend. For operators. Errors: Refused.
+  Place takeLendPlace(const Client& client) const;
 
-  /// Asks the running call to stop; false when there is none of that id.
+  /// Asks the running call, whoever made it, to stop; false when there is none of that id. For
+  /// operators. Errors: Refused.
+  bool cancel(const Client& client, std::uint64_t id);
+  /// The same in the robot's own name.
   bool cancel(std::uint64_t id);
   /// Asks every running call of that client to stop.
   void cancelAllOf(const Client& client);
@@ -124,7 +115,6 @@ class Access {
   HB::HBMemoryProxy memory() const;
 
  private:
-  struct FutureCounts;
   /// A running call; its pointers are good while it is in `fRunning`.
   struct Ticket {
     std::uint64_t id;
@@ -136,15 +126,19 @@ class Access {
   };
   xo::Object requireService(const std::string& service) const;
   std::uint64_t begin(Ticket ticket);
+  void requirePlaceLocked(const Ticket& ticket) const;
   void end(std::uint64_t id, const Outcome& outcome);
   template <class Picks>
   bool raiseWhere(Picks picks);
 
   const std::shared_ptr<xo::Session> fSession;
   const Limits fLimits;
+  const Places fFutures;
+  const Places fWatches;
+  const Places fLends;
+  Quotas fQuotas;
   mutable std::mutex fMutex;
   std::vector<Ticket> fRunning;
-  std::shared_ptr<FutureCounts> fFutures;
   std::vector<CallRecord> fHistory;  // a ring
   std::size_t fRecorded = 0;         // ever
   std::uint64_t fNextId = 1;

@@ -1,6 +1,7 @@
 #include "tavro/options.h"
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 
 #include "remote/client/address.h"
@@ -18,6 +19,13 @@ Examples:
   tavro --model models/lirae.xml           another robot
   tavro --listen 127.0.0.1:0               on a free port, printed as "listening grpc=..."
   tavro --module build/my/libhello.so      with a module of your own, after the robot's
+  tavro --without motion                   waits for a motion service that a client lends
+  tavro --listen 0.0.0.0:5480 --tls-cert robot.crt --tls-key robot.key --tokens tokens
+                                           for other machines too
+
+Clients on this machine need nothing. An address that others reach needs TLS and a file of tokens
+(mode 0600, lines "operator TOKEN" or "viewer TOKEN", a name after it if you like): operators may do
+everything, viewers list, describe, read and watch.
 )";
 
 // The model that stands when none is named: beside an installed program, or in the source tree that
@@ -32,6 +40,28 @@ std::string findDefaultModel(const fs::path& executableFolder) {
 
 CommandLine wrongUsage(const std::string& text) {
   return {std::nullopt, "", "tavro: " + text + "\nTry 'tavro --help'.\n", 2};
+}
+
+void addProtection(CLI::App& app, Options& options) {
+  app.add_option("--tls-cert", options.tlsCertificate, "TLS for --listen: the certificate, as PEM")
+      ->type_name("FILE");
+  app.add_option("--tls-key", options.tlsKey, "The certificate's key, as PEM")->type_name("FILE");
+  app.add_option("--tokens", options.tokens, "The tokens that let clients in and their roles")
+      ->type_name("FILE");
+  app.add_flag("--insecure", options.isInsecureAllowed,
+               "Let other machines in without TLS or tokens: everybody there may drive the robot");
+}
+
+// Errors: std::runtime_error that names the one that is none, and lists them.
+void requireModules(const std::vector<std::string>& names) {
+  for (const std::string& name : names) {
+    if (std::ranges::find(kRobotModules, name) != kRobotModules.end()) continue;
+    std::string text = "--without: the robot has no module '" + name + "'; it has";
+    for (const char* const one : kRobotModules) {
+      text += (one == kRobotModules.front() ? " " : ", ") + std::string(one);
+    }
+    throw std::runtime_error(text);
+  }
 }
 
 }  // namespace
@@ -52,12 +82,15 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments,
   app.add_option("--listen", options.listen, "Where clients reach it")
       ->type_name("HOST:PORT")
       ->capture_default_str();
+  addProtection(app, options);
   const auto* const socket =
       app.add_option("--socket", options.socket, "A Unix socket for clients on this machine")
           ->type_name("PATH")
           ->capture_default_str();
   app.add_option("--module", options.modules, "Modules to load after the robot's own")
       ->type_name("FILE");
+  app.add_option("--without", options.without, "One of the robot's own modules to leave out")
+      ->type_name("NAME");
   app.add_option("--module-dir", options.moduleDirectory, "Where the robot's own modules lie")
       ->type_name("FOLDER");
   app.add_option("--log-level", level, "silent, fatal, error, warning, info, verbose or debug")
@@ -66,6 +99,7 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments,
   try {
     // CLI11 takes the words from the back.
     app.parse(std::vector<std::string>(arguments.rbegin(), arguments.rend()));
+    requireModules(options.without);
     options.isSocketOptional = socket->empty();
     options.logLevel = xo::log::levelFromName(level);
   } catch (const CLI::CallForHelp&) {

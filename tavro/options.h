@@ -1,6 +1,7 @@
 // What the command line of the host asks for.
 #pragma once
 
+#include <array>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,13 +10,22 @@
 
 namespace tavro {
 
+/// The robot's own modules in the order in which they start; each may use those before it.
+inline constexpr std::array kRobotModules{"memory", "robotmodel", "motion", "leds",
+                                          "signsandfeedback"};
+
 struct Options {
   std::string model;
   std::string listen;                // HOST:PORT; port 0 picks a free one
+  std::string tlsCertificate;        // PEM file for TLS on `listen`; "" for none
+  std::string tlsKey;                // its key
+  std::string tokens;                // file of the tokens that let clients in; "" for none
+  bool isInsecureAllowed = false;    // other machines may be let in without TLS or tokens
   std::string socket;                // path of a Unix socket to serve as well; "" for none
   bool isSocketOptional = true;      // whether another robot may keep that path for itself
   std::string moduleDirectory;       // where the robot's own modules lie
   std::vector<std::string> modules;  // files of further modules, in order
+  std::vector<std::string> without;  // of kRobotModules: those that somebody else stands in for
   xo::log::Level logLevel = xo::log::Level::kInfo;
 };
 

@@ -1,6 +1,6 @@
 #include "tavro/robot.h"
 
-#include <array>
+#include <algorithm>
 #include <filesystem>
 
 #include "tavro/log_sink.h"
@@ -11,14 +11,24 @@ namespace {
 
 const xo::log::Category kLog{"tavro"};
 
-// In the order in which they start; each may use those before it.
-constexpr std::array kModules{"memory", "robotmodel", "motion", "leds", "signsandfeedback"};
+// A group that a client makes stays until the LED service goes.
+const door::Quota kGroups{"HBLeds", "createGroup", 1000, "client-made groups"};
+
+door::Limits limitsOfThisMachine() {
+  door::Limits limits;
+  limits.connections = remote::affordableConnections(limits.connections, 2);
+  return limits;
+}
 
 // How long calls that were asked to stop have for it before their modules' sleeps end.
 constexpr std::chrono::milliseconds kStopPatience{300};
 
 remote::Server::Options serverOptionsOf(const Options& options) {
   return {.listen = options.listen,
+          .tlsCertificate = options.tlsCertificate,
+          .tlsKey = options.tlsKey,
+          .tokens = options.tokens,
+          .isInsecureAllowed = options.isInsecureAllowed,
           .unixPath = options.socket,
           .isUnixPathOptional = options.isSocketOptional,
           .softwareVersion = TAVRO_VERSION};
@@ -30,7 +40,7 @@ Robot::Robot(Options options, OutputTap& output)
     : fOptions(std::move(options)),
       fSession(std::make_shared<xo::Session>()),
       fBroker(HB::HBBroker::create(fSession, {{"model", fOptions.model}})),
-      fAccess(fSession),
+      fAccess(fSession, limitsOfThisMachine(), {kGroups}),
       fServer(fAccess, serverOptionsOf(fOptions)),
       fLoader(fBroker, output) {}
 
@@ -67,7 +77,12 @@ void Robot::requestStop() {
 
 bool Robot::xLoadModules() {
   const std::filesystem::path folder(fOptions.moduleDirectory);
-  for (const char* name : kModules) {
+  for (const char* name : kRobotModules) {
+    if (std::ranges::find(fOptions.without, name) != fOptions.without.end()) {
+      kLog.info(std::string("Module ") + name +
+                " is left out: who needs its service waits until somebody lends it");
+      continue;
+    }
     fLoader.load((folder / (std::string("lib") + name + ".so")).string());
     if (!fLoader.failure().module.empty()) return false;
   }
@@ -76,7 +91,9 @@ bool Robot::xLoadModules() {
 }
 
 std::string Robot::xRobotName() const {
-  return printable(fSession->find("HBRobotModel").call<std::string>("getRobotName"));
+  const auto model = fSession->find("HBRobotModel");
+  if (!model.isAlive()) return {};  // left out, and nothing waited for another
+  return printable(model.call<std::string>("getRobotName"));
 }
 
 void Robot::xWaitForStop() {

@@ -186,6 +186,7 @@ TEST_F(AccessTest, RunningCallsAreLimitedPerClientAndInAllWithPlacesKeptForNewCl
   limits.callsPerClient = 2;
   limits.callsInAll = 2;
   limits.reservedCalls = 1;
+  limits.rareCalls = 0;
   Access access(fSession, limits);
   auto first = stay(access, kAda);
   auto second = stay(access, kAda);

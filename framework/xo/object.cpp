@@ -112,6 +112,7 @@ class ObjectCore {
  public:
   void open(std::unique_ptr<const Table> table) {
     fTable = std::move(table);
+    fGeneration.fetch_add(1, std::memory_order_relaxed);
     fState.fetch_or(kAlive, std::memory_order_acq_rel);
   }
 
@@ -123,6 +124,7 @@ class ObjectCore {
   }
 
   bool isAlive() const noexcept { return (fState.load(std::memory_order_acquire) & kAlive) != 0; }
+  std::uint64_t generation() const noexcept { return fGeneration.load(std::memory_order_relaxed); }
 
   /// Stay inside while it lives; the table stays until then.
   class [[nodiscard]] Visit {
@@ -156,6 +158,7 @@ class ObjectCore {
   }
 
   std::atomic<std::uint64_t> fState{0};
+  std::atomic<std::uint64_t> fGeneration{0};
   std::unique_ptr<const Table> fTable;  // written only while nobody is inside
   std::mutex fMutex;
   std::condition_variable fEmpty;
@@ -193,6 +196,10 @@ bool callDirect(ObjectCore* core, std::string_view name, std::uint64_t argsId,
 }  // namespace detail
 
 bool Object::isAlive() const noexcept { return fCore != nullptr && fCore->isAlive(); }
+
+std::uint64_t Object::generation() const noexcept {
+  return fCore == nullptr ? 0 : fCore->generation();
+}
 
 CallResult Object::callDynamic(std::string_view name, std::span<const HB::HBValue> args) const {
   const detail::ObjectCore::Visit visit(fCore.get());

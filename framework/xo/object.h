@@ -2,6 +2,7 @@
 // service, knows whether it lives, and lives again when the service returns.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <span>
@@ -40,6 +41,9 @@ class Object {
   explicit operator bool() const noexcept { return fCore != nullptr; }
   /// Whether the service stands now.
   bool isAlive() const noexcept;
+  /// Which of the services that stood here it is: grows each time one is published; 0 before the
+  /// first.
+  std::uint64_t generation() const noexcept;
 
   /// Calls the method `name`. When one takes exactly these C++ types (texts count as std::string,
   /// double as float), straight to the function without conversion; else through HBValue, by the

@@ -1,12 +1,12 @@
 #include "remote/client/robot_client.h"
 
-#include <grpc/grpc.h>
 #include <grpcpp/grpcpp.h>
 
 #include <algorithm>
 #include <mutex>
 #include <set>
 
+#include "remote/client/channel.h"
 #include "remote/client/probe.h"
 #include "remote/proto/convert.h"
 #include "remote/proto/utf8.h"
@@ -21,10 +21,14 @@ using Fault = RemoteError::Fault;
 constexpr const char* kStartAdvice =
     "Is a robot running there? `ledctl --robot ADDRESS` asks another one.";
 
+constexpr const char* kTlsAdvice =
+    "Does a robot speak TLS there, with a certificate for that name from an authority that is "
+    "trusted here?";
+
 std::string secondsText(std::chrono::milliseconds time) {
   const auto tenths = (time.count() + 50) / 100;
   std::string text = std::to_string(tenths / 10);
-  if (tenths % 10 != 0) text += "." + std::to_string(tenths % 10);
+  if (tenths % 10 != 0) text.append(".").append(std::to_string(tenths % 10));
   return text + " s";
 }
 
@@ -34,25 +38,6 @@ void requireUtf8(const std::string& text, const char* what) {
     throw RemoteError(Fault::kRefused,
                       std::string(what) + " '" + replaceInvalidUtf8(text) + "' is not UTF-8 text");
   }
-}
-
-std::shared_ptr<grpc::Channel> makeChannel(const Address& address, const std::string& clientName) {
-  // Stays initialised: ending the library with its last user may take ten seconds.
-  static const bool isInitialised = (grpc_init(), true);
-  (void)isInitialised;
-  grpc::ChannelArguments args;
-  args.SetUserAgentPrefix(clientName);
-  args.SetMaxReceiveMessageSize(-1);
-  args.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);  // one connection a client, shared with none
-  args.SetInt(GRPC_ARG_ENABLE_HTTP_PROXY, 0);
-  args.SetInt(GRPC_ARG_ENABLE_RETRIES, 0);
-  args.SetInt(GRPC_ARG_INITIAL_RECONNECT_BACKOFF_MS, 100);
-  args.SetInt(GRPC_ARG_MAX_RECONNECT_BACKOFF_MS, 1000);
-  // A robot whose machine or network is gone is noticed while something is asked of it.
-  args.SetInt(GRPC_ARG_KEEPALIVE_TIME_MS, 10000);
-  args.SetInt(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, 5000);
-  args.SetInt(GRPC_ARG_HTTP2_MAX_PINGS_WITHOUT_DATA, 0);
-  return grpc::CreateCustomChannel(address.text(), grpc::InsecureChannelCredentials(), args);
 }
 
 }  // namespace
@@ -90,7 +75,7 @@ struct RobotClient::Connection {
   Connection(Address where, const Options& given)
       : address(std::move(where)),
         options(given),
-        stub(v1::Robot::NewStub(makeChannel(address, given.clientName))) {}
+        stub(v1::Robot::NewStub(makeChannel(address, given))) {}
 
   const Address address;
   const Options options;
@@ -142,7 +127,7 @@ struct RobotClient::Connection {
       case grpc::StatusCode::UNAVAILABLE:
         return lost(status.error_message());
       default:
-        return {Fault::kRefused, status.error_message()};
+        return {Fault::kRefused, refusalText(status)};
     }
   }
 
@@ -178,6 +163,20 @@ v1::GetInfoReply RobotClient::Connection::meet() const {
                           std::to_string(kProtocolMajor) + "." + std::to_string(kProtocolMinor),
                       {}, "Use a program of the robot's version.");
   }
+  if (status.error_code() == grpc::StatusCode::UNAUTHENTICATED ||
+      status.error_code() == grpc::StatusCode::PERMISSION_DENIED) {
+    throw RemoteError(Fault::kRefused,
+                      "The robot at " + address.text() +
+                          " does not let this program in: " + status.error_message(),
+                      {}, "Whoever runs the robot hands out its tokens.");
+  }
+  if (status.error_message().find("GOAWAY") != std::string::npos) {
+    const std::string limit = limitOfConnections(address);
+    if (!limit.empty()) {
+      throw RemoteError(Fault::kRefused,
+                        "The robot at " + address.text() + " turned this program away: " + limit);
+    }
+  }
   const std::string nobody = whyNobodyListens(address);
   if (!nobody.empty()) {
     throw RemoteError(Fault::kUnreachable,
@@ -192,7 +191,7 @@ v1::GetInfoReply RobotClient::Connection::meet() const {
                       {}, kStartAdvice);
   }
   throw RemoteError(Fault::kNotARobot, what + " (" + status.error_message() + ")", {},
-                    kStartAdvice);
+                    options.tls ? kTlsAdvice : kStartAdvice);
 }
 
 std::unique_ptr<RobotClient> RobotClient::connect(const std::string& address, Options options) {

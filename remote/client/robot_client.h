@@ -15,6 +15,7 @@
 #include "framework/value/hb_value.h"
 #include "framework/xo/method.h"
 #include "remote/client/address.h"
+#include "remote/client/credentials.h"
 
 namespace remote {
 
@@ -106,10 +107,14 @@ class RobotClient {
   struct Options {
     std::string clientName = "robot-client";  ///< how the robot's logs and pages call this client
     std::chrono::milliseconds timeout{5000};  ///< of connecting, and of every short question
+    std::optional<Tls> tls = {};              ///< none: what is sent can be read on its way
+    std::string token = {};                   ///< who this is, to robots that ask; "" for none
   };
 
   /// Connects, and finds out who answers. Errors: kUnreachable, kNotARobot, kOtherVersion, each
-  /// with the address; `std::invalid_argument` for a malformed one.
+  /// with the address; kRefused when the robot does not let this client in; `std::invalid_argument`
+  /// for a malformed address or token; `std::runtime_error` for a file of authorities that cannot
+  /// be read.
   static std::unique_ptr<RobotClient> connect(const std::string& address, Options options);
   static std::unique_ptr<RobotClient> connect(const std::string& address) {
     return connect(address, Options());

@@ -16,6 +16,10 @@ const xo::log::Category kLog("remote");
 
 /// How often the watcher looks; a leader seen busy with the same event twice has lost the lead.
 constexpr std::chrono::milliseconds kLook{1};
+/// Calls that block often come together. After one the watcher looks so often for a while, so that
+/// a whole crew of them is soon behind, and what comes after them is served.
+constexpr std::chrono::microseconds kEagerLook{100};
+constexpr int kEagerLooks = 100;
 /// After so many looks without any event the watcher sleeps until there is one.
 constexpr int kQuietLooks = 20;
 /// Followers that wait, besides the watcher, for the next burst of long calls.
@@ -128,7 +132,12 @@ bool Crew::watch(std::unique_lock<std::mutex>& lock) {
       seen = fTurn;
       quietLooks = 0;
     }
-    fWatcherWake.wait_for(lock, kLook);
+    if (fEagerLooks > 0) {
+      --fEagerLooks;
+      fWatcherWake.wait_for(lock, kEagerLook);
+    } else {
+      fWatcherWake.wait_for(lock, kLook);
+    }
     std::uint64_t now = fTurn;
     if (now != seen) {
       seen = now;
@@ -136,6 +145,7 @@ bool Crew::watch(std::unique_lock<std::mutex>& lock) {
     } else if (!isBusy(now)) {
       ++quietLooks;
     } else if (fTurn.compare_exchange_strong(now, now + 1)) {
+      fEagerLooks = kEagerLooks;
       return true;
     }
   }

@@ -29,9 +29,9 @@ class Tag {
 
 /// One thread, the leader, waits on the queue and handles what it received itself, so that no call
 /// is ever handed over. One follower watches it: when the leader is still busy with the same event
-/// after a millisecond or two, the follower takes the lead, and the former leader joins the
-/// followers when it is done. So a call that blocks holds up nobody, and short calls cost no
-/// switch of threads. While nothing arrives every thread sleeps.
+/// after a millisecond or two (much sooner in a burst of calls that block), the follower takes the
+/// lead, and the former leader joins the followers when it is done. So a call that blocks holds up
+/// nobody, and short calls cost no switch of threads. While nothing arrives every thread sleeps.
 ///
 ///     follower --watches--> watcher --leader busy for too long--> leader
 ///        ^                                                           |
@@ -73,6 +73,7 @@ class Crew {
   bool fHasWatcher = false;
   bool fIsDrained = false;
   int fWaiting = 0;  // followers, the watcher not counted
+  int fEagerLooks = 0;
   std::map<std::thread::id, std::thread> fThreads;
   std::vector<std::thread> fLeft;
 };

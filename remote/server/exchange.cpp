@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "remote/server/doorkeeper.h"
+
 namespace remote {
 namespace {
 
@@ -24,7 +26,9 @@ std::string nameOf(const grpc::ServerContextBase& context) {
 }  // namespace
 
 door::Client clientOf(const grpc::ServerContextBase& context) {
-  return {nameOf(context), context.peer(), kTransport};
+  door::Holder holder = Doorkeeper::holderOf(context);
+  if (holder.name.empty()) holder.name = nameOf(context);
+  return {std::move(holder.name), context.peer(), kTransport, holder.role};
 }
 
 grpc::Status statusOf(const door::Refused& refused) {
@@ -33,6 +37,8 @@ grpc::Status statusOf(const door::Refused& refused) {
       return {grpc::StatusCode::NOT_FOUND, refused.what()};
     case door::Refused::Why::kTooMany:
       return {grpc::StatusCode::RESOURCE_EXHAUSTED, refused.what()};
+    case door::Refused::Why::kNotAllowed:
+      return {grpc::StatusCode::PERMISSION_DENIED, refused.what()};
     case door::Refused::Why::kTooMuch:
     case door::Refused::Why::kMalformed:
       break;

@@ -17,8 +17,9 @@
 #include "access/access.h"
 #include "framework/xo/log.h"
 #include "remote/client/address.h"
-#include "remote/server/bind_error.h"
+#include "remote/server/acceptor.h"
 #include "remote/server/crew.h"
+#include "remote/server/doorkeeper.h"
 #include "remote/server/health.h"
 #include "remote/server/robot_service.h"
 #include "remote/server/unix_socket.h"
@@ -28,6 +29,8 @@ namespace {
 
 const xo::log::Category kLog("remote");
 const xo::log::Category kLibraryLog("gRPC");
+
+constexpr int kMostIdleMs = 10 * 60 * 1000;
 
 /// How long calls that are nearly done have before the server's end cuts them off.
 constexpr std::chrono::milliseconds kGrace{100};
@@ -54,7 +57,6 @@ void prepareLibrary() {
 void setLimits(grpc::ServerBuilder& builder, const door::Limits& limits) {
   builder.SetMaxReceiveMessageSize(static_cast<int>(limits.messageBytes));
   builder.SetMaxSendMessageSize(INT_MAX);
-  builder.AddChannelArgument(GRPC_ARG_ALLOW_REUSEPORT, 0);  // a second robot must not share a port
   builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS,
                              static_cast<int>(limits.futuresPerClient) * 2);
   builder.AddChannelArgument(GRPC_ARG_MAX_METADATA_SIZE, 8192);
@@ -63,6 +65,9 @@ void setLimits(grpc::ServerBuilder& builder, const door::Limits& limits) {
   builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIME_MS, 10000);
   builder.AddChannelArgument(GRPC_ARG_KEEPALIVE_TIMEOUT_MS, 2000);
   builder.AddChannelArgument(GRPC_ARG_HTTP2_MIN_RECV_PING_INTERVAL_WITHOUT_DATA_MS, 1000);
+  // A connection by which nothing is asked makes room; its client comes back when it has a
+  // question.
+  builder.AddChannelArgument(GRPC_ARG_MAX_CONNECTION_IDLE_MS, kMostIdleMs);
   // Reflection alone is served synchronously; its one thread has nothing to do but wait.
   using Sync = grpc::ServerBuilder::SyncServerOption;
   builder.SetSyncServerOption(Sync::NUM_CQS, 1);
@@ -75,6 +80,12 @@ void setLimits(grpc::ServerBuilder& builder, const door::Limits& limits) {
 }
 
 }  // namespace
+
+std::size_t affordableConnections(std::size_t wanted, std::size_t ways) {
+  rlimit limit{};
+  const bool isKnown = ::getrlimit(RLIMIT_NOFILE, &limit) == 0;
+  return connectionsFor(wanted, isKnown ? limit.rlim_cur : 0, ways);
+}
 
 std::size_t raiseOpenFileLimit() {
   rlimit limit{};
@@ -95,12 +106,14 @@ struct Server::State {
   const Options options;
   std::optional<Address> tcp;
   UnixSocketPlace unixPlace;
+  std::shared_ptr<Doorkeeper> doorkeeper;  // of the TCP port, if it has one
 
   RobotService service;
   HealthService health{service.endables()};
   std::unique_ptr<grpc::ServerCompletionQueue> queue;
   std::unique_ptr<grpc::Server> server;
   std::unique_ptr<Crew> crew;
+  std::unique_ptr<Acceptor> acceptor;
 
   std::mutex mutex;
   std::condition_variable wake;
@@ -109,7 +122,10 @@ struct Server::State {
   std::thread ending;
 
   void listen();
+  void claimTcpAddress();
+  std::shared_ptr<grpc::ServerCredentials> protectTcp();
   void claimUnixPath();
+  std::vector<Acceptor::Way> openWays(grpc::ServerBuilder& builder);
   void beginEnd();
   void end();
 };
@@ -125,31 +141,67 @@ void Server::State::claimUnixPath() {
   }
 }
 
+void Server::State::claimTcpAddress() {
+  tcp = parseAddress(options.listen);
+  if (tcp->kind != Address::Kind::kTcp) {
+    throw std::invalid_argument("Cannot listen on " + options.listen +
+                                ": a Unix socket is named by its path, as another option");
+  }
+  if (tcp->host == "localhost") tcp->host = "127.0.0.1";
+}
+
+std::shared_ptr<grpc::ServerCredentials> Server::State::protectTcp() {
+  if (options.tlsCertificate.empty() != options.tlsKey.empty()) {
+    throw std::invalid_argument("TLS needs both a certificate and its key (--tls-cert, --tls-key)");
+  }
+  const bool hasTls = !options.tlsKey.empty();
+  const auto verdict = judge({.isLocal = tcp->isLocal(),
+                              .hasTls = hasTls,
+                              .hasTokens = !options.tokens.empty(),
+                              .isInsecureAllowed = options.isInsecureAllowed});
+  if (!verdict.refusal.empty()) {
+    throw std::invalid_argument("Cannot listen on " + options.listen + ": " + verdict.refusal);
+  }
+  if (!verdict.warning.empty()) kLog.warning(verdict.warning + " (" + tcp->text() + ")");
+  if (!options.tokens.empty()) {
+    doorkeeper =
+        std::make_shared<Doorkeeper>(door::Tokens::readFile(options.tokens), verdict.needsToken);
+  }
+  return hasTls ? tlsCredentials(options.tlsCertificate, options.tlsKey, doorkeeper)
+                : plaintextCredentials(doorkeeper);
+}
+
+std::vector<Acceptor::Way> Server::State::openWays(grpc::ServerBuilder& builder) {
+  using Type = grpc::ServerBuilder::experimental_type::ExternalConnectionType;
+  std::vector<Acceptor::Way> ways;
+  const auto add = [&](Descriptor listener,
+                       const std::shared_ptr<grpc::ServerCredentials>& credentials, bool isPlain) {
+    ways.push_back(
+        {std::move(listener),
+         builder.experimental().AddExternalConnectionAcceptor(Type::FROM_FD, credentials),
+         isPlain});
+  };
+  if (tcp) {
+    const auto credentials = protectTcp();
+    add(listenTcp(*tcp), credentials, options.tlsKey.empty());
+    tcp->port = portOf(ways.back().listener);
+  }
+  if (!unixPlace.path().empty()) {
+    add(listenUnix(unixPlace.path()), grpc::InsecureServerCredentials(), true);
+  }
+  return ways;
+}
+
 void Server::State::listen() {
   prepareLibrary();
-  if (!options.listen.empty()) {
-    tcp = parseAddress(options.listen);
-    if (tcp->kind != Address::Kind::kTcp || !tcp->isLocal()) {
-      throw std::invalid_argument("Cannot listen on " + options.listen +
-                                  ": only addresses of this machine are allowed, such as " +
-                                  kDefaultTcpAddress);
-    }
-    if (tcp->host == "localhost") tcp->host = "127.0.0.1";
-  }
+  if (!options.listen.empty()) claimTcpAddress();
   claimUnixPath();
   if (!tcp && unixPlace.path().empty()) {
     throw std::invalid_argument("There is no address to listen on");
   }
   grpc::ServerBuilder builder;
   setLimits(builder, access.limits());
-  int port = 0;
-  if (tcp) {
-    requireBindable(*tcp);
-    builder.AddListeningPort(tcp->text(), grpc::InsecureServerCredentials(), &port);
-  }
-  if (!unixPlace.path().empty()) {
-    builder.AddListeningPort("unix:" + unixPlace.path(), grpc::InsecureServerCredentials());
-  }
+  auto ways = openWays(builder);
   builder.RegisterService(&service);
   builder.RegisterService(&health);
   queue = builder.AddCompletionQueue();
@@ -159,8 +211,6 @@ void Server::State::listen() {
     throw std::runtime_error("Cannot listen on " +
                              (tcp ? tcp->text() : "unix:" + unixPlace.path()));
   }
-  if (tcp) tcp->port = port;
-  unixPlace.makePrivate();
   const std::shared_ptr<void> counted(nullptr, [this](void*) {
     std::scoped_lock lock(mutex);
     areCallsOver = true;
@@ -169,8 +219,9 @@ void Server::State::listen() {
   service.begin(queue.get(), counted);
   health.begin(queue.get(), counted);
   const auto& limits = access.limits();
-  crew = std::make_unique<Crew>(
-      *queue, static_cast<int>(limits.callsInAll + limits.reservedCalls) + 2, "remote");
+  crew = std::make_unique<Crew>(*queue, static_cast<int>(limits.mostCalls()) + 2, "remote");
+  const std::size_t most = affordableConnections(limits.connections, ways.size());
+  acceptor = std::make_unique<Acceptor>(std::move(ways), most);
 }
 
 void Server::State::beginEnd() {
@@ -179,6 +230,7 @@ void Server::State::beginEnd() {
 }
 
 void Server::State::end() {
+  acceptor.reset();
   service.end();
   server->Shutdown(std::chrono::system_clock::now() + kGrace);
   {

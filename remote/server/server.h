@@ -16,12 +16,25 @@ namespace remote {
 /// do not end its listening. Returns the limit in force. Call once at start.
 std::size_t raiseOpenFileLimit();
 
+/// How many connections each of `ways` (TCP, Unix socket) may have at once: as many as wanted, or
+/// as the open files allowed now suffice for.
+std::size_t affordableConnections(std::size_t wanted, std::size_t ways);
+
 /// Thread-safe.
 class Server {
  public:
   struct Options {
-    /// "HOST:PORT", port 0 for a free one; "" for none. Only addresses of this machine.
+    /// "HOST:PORT", port 0 for a free one; "" for none. An address that other machines reach needs
+    /// TLS and tokens.
     std::string listen = "127.0.0.1:5480";
+    /// PEM files for TLS on that address; both or none.
+    std::string tlsCertificate;
+    std::string tlsKey;
+    /// A file that `door::Tokens` reads; "" for none.
+    std::string tokens;
+    /// Allows an address that other machines reach without TLS or tokens, with a warning in the
+    /// log.
+    bool isInsecureAllowed = false;
     /// Path of the Unix socket; "" for none.
     std::string unixPath;
     /// When another robot listens at `unixPath`: go on without it (a warning in the log) instead of
@@ -31,8 +44,8 @@ class Server {
   };
 
   /// Starts listening. `access` outlives the server. Errors: `std::invalid_argument` for an address
-  /// that is malformed or not of this machine; `std::runtime_error` when it cannot be listened on,
-  /// each naming the address.
+  /// that is malformed or not protected as it must be; `std::runtime_error` when it cannot be
+  /// listened on, each naming the address, and for a fault in a file, naming that.
   Server(door::Access& access, Options options);
   /// `stop`, then waits for calls that are still running.
   ~Server();

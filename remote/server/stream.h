@@ -68,6 +68,8 @@ class Stream : public Endable, public std::enable_shared_from_this<Stream<Reques
   /// Nothing is sent from now on. The object is destroyed soon after, by an event loop's thread.
   virtual void closed() = 0;
 
+  const grpc::ServerContext& context() const { return fContext; }
+
   /// False, and nothing happens, when a message is being written or the end has come.
   bool send(const Reply& reply) {
     {

@@ -72,8 +72,4 @@ UnixSocketPlace& UnixSocketPlace::operator=(UnixSocketPlace&& other) noexcept {
   return *this;
 }
 
-void UnixSocketPlace::makePrivate() const {
-  if (fLock >= 0) ::chmod(fPath.c_str(), 0600);
-}
-
 }  // namespace remote

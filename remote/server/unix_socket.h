@@ -26,8 +26,6 @@ class UnixSocketPlace {
   UnixSocketPlace(UnixSocketPlace&& other) noexcept;
   UnixSocketPlace& operator=(UnixSocketPlace&& other) noexcept;
 
-  /// Nobody but this user may connect; call when the socket exists.
-  void makePrivate() const;
   const std::string& path() const { return fPath; }
 
  private:

@@ -20,6 +20,7 @@ void letGoLater(std::shared_ptr<void> stream) {
 }
 
 void WatchStream::opened(const tavro::v1::WatchRequest& request) {
+  fPlace = fAccess.takeWatchPlace(clientOf(context()));
   door::MemoryWatch::Viewer viewer{
       [this](std::vector<HB::MemoryItem> items) { takeBatch(std::move(items)); },
       [this](const std::string& why) {

@@ -24,6 +24,7 @@ class WatchStream final : public Stream<tavro::v1::WatchRequest, tavro::v1::Watc
   void sendPart();
 
   const door::Access& fAccess;
+  door::Access::Place fPlace;
   // Of the batch that is being sent.
   std::vector<HB::MemoryItem> fItems;
   std::size_t fNextItem = 0;

@@ -230,6 +230,7 @@ TEST(Call, CallsThatBlockHoldUpNobodyAndTheirThreadsGoAgain) {
 TEST(Call, OneClientsManyEndlessCallsAreRefusedBeyondTheLimitAndAnotherIsServed) {
   door::Limits limits;
   limits.callsPerClient = 3;
+  limits.rareCalls = 0;
   const TestRobot robot(limits);
   const auto greedy = robot.connect("greedy");
   const auto other = robot.connect("other");

@@ -88,12 +88,13 @@ TEST(Server, ReadsMemoryAndPassesItsErrorOn) {
   }
 }
 
-TEST(Server, OnlyAddressesOfThisMachineAreAllowed) {
+TEST(Server, OnlyAddressesOfThisMachineNeedNoProtection) {
   const TestRobot robot;
   for (const std::string address : {"0.0.0.0:0", "[::]:0", "192.168.1.5:0", "robot.example:0"}) {
     EXPECT_EQ(textOfThrown<std::invalid_argument>([&] { listenOn(robot, address); }),
               "Cannot listen on " + address +
-                  ": only addresses of this machine are allowed, such as 127.0.0.1:5480");
+                  ": other machines reach this address, so it needs TLS (--tls-cert and --tls-key) "
+                  "and a token file (--tokens); --insecure does without");
   }
   EXPECT_THAT(textOfThrown<std::invalid_argument>([&] { listenOn(robot, "nonsense"); }),
               HasSubstr("'nonsense' is not an address"));

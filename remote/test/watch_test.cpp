@@ -127,6 +127,38 @@ TEST(Watch, AReaderThatNeverReadsCostsAFewReadsOfTheMemoryAndGetsTheLastValue) {
   context.TryCancel();
 }
 
+TEST(Watch, OneMoreThanAllowedIsRefusedUntilAnotherEnds) {
+  door::Limits limits;
+  limits.watchesPerClient = 1;
+  TestRobot robot(limits);
+  const auto client = robot.connect();
+  CancelToken token;
+  std::atomic<bool> isOpen{false};
+  std::thread first([&] {
+    EXPECT_THROW(client->watch(
+                     "",
+                     [&](const WatchBatch&) {
+                       isOpen = true;
+                       return true;
+                     },
+                     token),
+                 RemoteError);
+  });
+  ASSERT_TRUE(comesTrue([&] { return isOpen.load(); }));
+  const auto refusal = [&]() -> std::string {
+    try {
+      client->watch("", [](const WatchBatch&) { return false; });
+    } catch (const RemoteError& error) {
+      return error.what();
+    }
+    return "not refused";
+  };
+  EXPECT_EQ(refusal(), "This client's watches have reached the limit of 1");
+  token.cancel();
+  first.join();
+  EXPECT_TRUE(comesTrue([&] { return refusal() == "not refused"; }));
+}
+
 TEST(Watch, WithoutAMemoryItIsRefused) {
   TestRobot robot;
   robot.memory.close();

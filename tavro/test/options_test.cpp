@@ -27,6 +27,37 @@ TEST(ReadCommandLine, TakesEveryOption) {
   EXPECT_EQ(line.options->logLevel, xo::log::Level::kVerbose);
 }
 
+TEST(ReadCommandLine, TakesWhatProtectsAnAddress) {
+  const auto line = readCommandLine({"--model", "m.xml", "--listen", "0.0.0.0:5480", "--tls-cert",
+                                     "c.pem", "--tls-key", "k.pem", "--tokens", "t"},
+                                    kNowhere);
+  ASSERT_TRUE(line.options);
+  EXPECT_EQ(line.options->listen, "0.0.0.0:5480");
+  EXPECT_EQ(line.options->tlsCertificate, "c.pem");
+  EXPECT_EQ(line.options->tlsKey, "k.pem");
+  EXPECT_EQ(line.options->tokens, "t");
+  EXPECT_FALSE(line.options->isInsecureAllowed);
+  EXPECT_TRUE(readCommandLine({"--model", "m.xml", "--insecure"}, kNowhere)
+                  .options.value()
+                  .isInsecureAllowed);
+}
+
+TEST(ReadCommandLine, LeavesModulesOutByName) {
+  const auto line =
+      readCommandLine({"--model", "m.xml", "--without", "motion", "--without", "memory"}, kNowhere);
+  EXPECT_THAT(line.options.value().without, ElementsAre("motion", "memory"));
+}
+
+TEST(ReadCommandLine, ListsTheModulesWhenOneToLeaveOutIsUnknown) {
+  const auto line = readCommandLine({"--model", "m.xml", "--without", "motoin"}, kNowhere);
+  EXPECT_FALSE(line.options);
+  EXPECT_EQ(line.status, 2);
+  EXPECT_EQ(
+      line.error,
+      "tavro: --without: the robot has no module 'motoin'; it has memory, robotmodel, motion, "
+      "leds, signsandfeedback\nTry 'tavro --help'.\n");
+}
+
 TEST(ReadCommandLine, FindsTheModulesBesideTheProgram) {
   const auto line = readCommandLine({"--model", "m.xml"}, "/some/bin");
   EXPECT_EQ(line.options.value().moduleDirectory, "/some/lib/tavro");

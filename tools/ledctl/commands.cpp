@@ -19,10 +19,16 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-std::unique_ptr<remote::RobotClient> connect(const std::string& robot) {
-  const std::string address = robot.empty() ? remote::defaultAddress().text() : robot;
+std::unique_ptr<remote::RobotClient> connect(const Options& options) {
+  const std::string address =
+      options.robot.empty() ? remote::defaultAddress().text() : options.robot;
+  remote::RobotClient::Options how{.clientName = "ledctl"};
+  if (options.tls) how.tls = remote::Tls{options.tlsCa, options.tlsName};
   try {
-    return remote::RobotClient::connect(address, {.clientName = "ledctl"});
+    how.token = options.tokenFile.empty()
+                    ? remote::tokenOfEnvironment(remote::parseAddress(address), how.tls)
+                    : remote::readTokenFile(options.tokenFile);
+    return remote::RobotClient::connect(address, how);
   } catch (const std::invalid_argument& error) {
     throw UsageError(error.what());
   }
@@ -59,7 +65,7 @@ Commands::Commands(const Options& options, Interrupt& interrupt, std::ostream& o
       fInterrupt(interrupt),
       fOut(out),
       fHints(hints),
-      fRobot(connect(options.robot)) {}
+      fRobot(connect(options)) {}
 
 void Commands::run() {
   const std::string& command = fOptions.words.front();

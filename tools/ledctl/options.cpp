@@ -40,6 +40,11 @@ lists as JSON ('[1,2]', '["a","b"]'), else text. After -- every word is an argum
 
 Options:
   --robot ADDRESS   HOST:PORT or unix:PATH (default: LEDCTL_ROBOT, else this user's robot)
+  --tls             encrypted, the robot's certificate being one that this system trusts
+  --tls-ca FILE     encrypted, its certificate being one that these authorities (PEM) vouch for
+  --tls-name NAME   the name in its certificate, when that is not the address's host
+  --token-file FILE who you are, to robots that ask: a file of mode 0600 (default: TAVRO_TOKEN,
+                    which goes over TLS and to this machine only)
   --service NAME    the service to call (default: HBLeds)
   --wait            when the method returns a future, wait for its end
   --json            print JSON
@@ -51,8 +56,9 @@ Exit status: 0 done, 1 the call failed (its text on standard error), 2 wrong usa
 not reached, 130 ended by Ctrl-C.
 )";
 
-const std::vector<std::string> kOptionNames{"--robot", "--service", "--wait",    "--json",
-                                            "--count", "--for",     "--version", "--help"};
+const std::vector<std::string> kOptionNames{"--robot",      "--tls",     "--tls-ca",  "--tls-name",
+                                            "--token-file", "--service", "--wait",    "--json",
+                                            "--count",      "--for",     "--version", "--help"};
 
 bool isOption(const std::string& word) {
   return word.size() > 1 && word.front() == '-' && !readNumber(word);
@@ -88,6 +94,10 @@ Options readOptions(const std::vector<std::string>& arguments, const std::string
   app.add_flag("--help,-h", options.help);
   app.add_flag("--version", options.version);
   app.add_option("--robot", options.robot);
+  app.add_flag("--tls", options.tls);
+  app.add_option("--tls-ca", options.tlsCa);
+  app.add_option("--tls-name", options.tlsName);
+  app.add_option("--token-file", options.tokenFile);
   const auto* const service = app.add_option("--service", options.service);
   app.add_flag("--wait", options.wait);
   app.add_flag("--json", options.json);
@@ -99,6 +109,7 @@ Options readOptions(const std::vector<std::string>& arguments, const std::string
   } catch (const CLI::ParseError& error) {
     throw UsageError(error.what());
   }
+  options.tls = options.tls || !options.tlsCa.empty() || !options.tlsName.empty();
   options.isServiceNamed = !service->empty();
   if (!duration->empty()) options.duration = durationOf(seconds);
   options.words = app.remaining();

@@ -9,7 +9,11 @@
 namespace ledctl {
 
 struct Options {
-  std::string robot;  // address; "" for this user's robot, wherever it is
+  std::string robot;      // address; "" for this user's robot, wherever it is
+  bool tls = false;       // with what this system trusts, or tlsCa alone
+  std::string tlsCa;      // PEM file of authorities; "" for the system's
+  std::string tlsName;    // of the robot's certificate; "" for the address's host
+  std::string tokenFile;  // "" for the environment's TAVRO_TOKEN, if any
   std::string service = "HBLeds";
   bool isServiceNamed = false;
   bool wait = false;

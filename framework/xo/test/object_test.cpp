@@ -147,6 +147,17 @@ TEST_F(ObjectTest, AHandleWhoseServiceWentIsDeadAndSaysSo) {
   EXPECT_THROW(object.call("fade"), std::runtime_error);
 }
 
+TEST(Object, EachServiceThatStandsAtAHandleIsAnotherGeneration) {
+  EXPECT_EQ(xo::Object().generation(), 0u);
+  const auto core = xo::detail::makeObjectCore();
+  const xo::Object handle(core);
+  EXPECT_EQ(handle.generation(), 0u);
+  { const xo::ObjectOwner first(xo::ObjectBuilder("First"), nullptr, core); }
+  EXPECT_EQ(handle.generation(), 1u);
+  const xo::ObjectOwner second(xo::ObjectBuilder("Second"), nullptr, core);
+  EXPECT_EQ(handle.generation(), 2u);
+}
+
 TEST_F(ObjectTest, CallsRunInTheNameOfTheOwner) {
   xo::ObjectBuilder builder;
   builder.add(xo::makeMethod<bool()>(named("mine"),

@@ -37,6 +37,17 @@ TEST(ReadOptions, CallsTheLedsUnlessAnotherServiceIsNamed) {
   EXPECT_TRUE(read({"--service=HBMemory", "getData"}).isServiceNamed);
 }
 
+TEST(ReadOptions, EncryptsWhenAnythingOfTlsIsNamed) {
+  EXPECT_FALSE(read({"on"}).tls);
+  EXPECT_TRUE(read({"--tls", "on"}).tls);
+  const auto options = read({"--tls-ca", "ca.pem", "--token-file", "t", "on"});
+  EXPECT_TRUE(options.tls);
+  EXPECT_EQ(options.tlsCa, "ca.pem");
+  EXPECT_EQ(options.tokenFile, "t");
+  EXPECT_EQ(read({"on", "--tls-name", "robot"}).tlsName, "robot");
+  EXPECT_THAT(options.words, ElementsAre("on"));
+}
+
 TEST(ReadOptions, KeepsNegativeNumbersAsWords) {
   EXPECT_THAT(read({"setIntensity", "FaceLeds", "-0.5"}).words,
               ElementsAre("setIntensity", "FaceLeds", "-0.5"));

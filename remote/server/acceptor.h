@@ -1,0 +1,67 @@
+// Takes connections in and counts them, so that idle ones cannot use up the robot's files.
+#pragma once
+
+#include <grpcpp/grpcpp.h>
+
+#include <atomic>
+#include <cstddef>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "remote/server/listening_socket.h"
+
+namespace remote {
+
+/// One thread, asleep while nobody comes or goes, hands each connection to gRPC, up to a number for
+/// each way in. Who comes then is told which limit it is, in HTTP/2's words (GOAWAY), and turned
+/// away; over TLS it is only turned away.
+///
+/// A connection belongs to gRPC. A second descriptor of it is kept here and tells when it is over.
+class Acceptor {
+ public:
+  /// One way in.
+  struct Way {
+    Descriptor listener;
+    std::unique_ptr<grpc::experimental::ExternalConnectionAcceptor> taker;
+    bool isPlaintext = true;
+    std::size_t open = 0;
+  };
+
+  /// The server behind the takers runs. Errors: `std::system_error`.
+  Acceptor(std::vector<Way> ways, std::size_t mostConnections);
+  /// Stops taking connections in; those that are open are left to gRPC.
+  ~Acceptor();
+  Acceptor(const Acceptor&) = delete;
+  Acceptor& operator=(const Acceptor&) = delete;
+
+  /// Open connections, of all ways.
+  std::size_t connections() const { return fOpen; }
+
+ private:
+  void run();
+  void watch(int file, unsigned events) const;
+  void takeIn(Way& way);
+  void turnAway(const Way& way, Descriptor connection);
+  void ended(int file);
+
+  const std::size_t fMost;
+  std::vector<Way> fWays;
+  const Descriptor fPoll;
+  const Descriptor fEnd;
+  struct Open {
+    Descriptor second;
+    Way* way = nullptr;
+  };
+  std::map<int, Open> fConnections;  // by the second descriptor
+  std::atomic<std::size_t> fOpen{0};
+  std::chrono::steady_clock::time_point fLastWarning{};
+  std::thread fThread;
+};
+
+/// How many connections each of `ways` may have, so that as many files as are allowed suffice.
+std::size_t connectionsFor(std::size_t wanted, std::size_t openFiles, std::size_t ways);
+
+}  // namespace remote

@@ -1,0 +1,383 @@
+// Who may come in: every address, with and without TLS and tokens, for every kind of client.
+#include "remote/server/security.h"
+
+#include <arpa/inet.h>
+#include <gmock/gmock.h>
+#include <grpcpp/generic/generic_stub.h>
+#include <ifaddrs.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdio>
+#include <fstream>
+
+#include "remote/client/channel.h"
+#include "remote/test/certificates.h"
+#include "remote/test/test_robot.h"
+#include "tavro/v1/robot.grpc.pb.h"
+
+namespace remote {
+namespace {
+
+using grpc::StatusCode;
+using testing::AllOf;
+using testing::HasSubstr;
+using testing::Not;
+
+namespace v1 = tavro::v1;
+
+const std::string kOperatorToken = "the-token-of-an-operator";
+const std::string kViewerToken = "the-token-of-a-viewer";
+const std::string kWrongToken = "a-token-that-nobody-gave-out";
+
+const Certificate& certificate() {
+  static const Certificate made;
+  return made;
+}
+
+/// An address of this machine that others could reach; "" when it has none.
+std::string ownAddress() {
+  ifaddrs* all = nullptr;
+  if (::getifaddrs(&all) != 0) return {};
+  std::string found;
+  for (const ifaddrs* one = all; one != nullptr && found.empty(); one = one->ifa_next) {
+    if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET) continue;
+    std::array<char, INET_ADDRSTRLEN> text{};
+    const auto* const name = reinterpret_cast<const sockaddr_in*>(one->ifa_addr);
+    if (ntohl(name->sin_addr.s_addr) >> 24U == IN_LOOPBACKNET) continue;
+    if (::inet_ntop(AF_INET, &name->sin_addr, text.data(), text.size()) != nullptr) {
+      found = text.data();
+    }
+  }
+  ::freeifaddrs(all);
+  return found;
+}
+
+TEST(Judge, EveryAddressIsEitherOfThisMachineOrProtectedOrLoudlyNot) {
+  struct Row {
+    Exposure exposure;    // local, TLS, tokens, --insecure
+    const char* missing;  // in the refusal; "" when it may listen
+    bool isLoud;
+    bool needsToken;
+  };
+  constexpr std::array<Row, 16> kTable{{
+      {{true, false, false, false}, "", false, false},
+      {{true, false, false, true}, "", false, false},
+      {{true, false, true, false}, "", false, false},
+      {{true, false, true, true}, "", false, false},
+      {{true, true, false, false}, "", false, false},
+      {{true, true, false, true}, "", false, false},
+      {{true, true, true, false}, "", false, false},
+      {{true, true, true, true}, "", false, false},
+      {{false, false, false, false}, "--tokens", false, false},
+      {{false, false, false, true}, "", true, false},
+      {{false, false, true, false}, "--tls-cert", false, true},
+      {{false, false, true, true}, "", true, true},
+      {{false, true, false, false}, "--tokens", false, false},
+      {{false, true, false, true}, "", true, false},
+      {{false, true, true, false}, "", false, true},
+      {{false, true, true, true}, "", false, true},
+  }};
+  for (std::size_t i = 0; i < kTable.size(); ++i) {
+    const Row& row = kTable[i];
+    const Verdict verdict = judge(row.exposure);
+    EXPECT_EQ(verdict.refusal.empty(), *row.missing == '\0') << i << ' ' << verdict.refusal;
+    EXPECT_THAT(verdict.refusal, HasSubstr(row.missing)) << i;
+    EXPECT_EQ(!verdict.warning.empty(), row.isLoud) << i;
+    if (verdict.refusal.empty()) {
+      EXPECT_EQ(verdict.needsToken, row.needsToken) << i;
+    }
+  }
+}
+
+TEST(LetIn, ATokenThatIsSentMustBeRightAndMayBeNeeded) {
+  const auto tokens = door::Tokens::read(
+      "operator " + kOperatorToken + "\nviewer " + kViewerToken + " display", "tokens");
+  const std::string bearer = "Bearer ";
+  for (const bool needsToken : {false, true}) {
+    EXPECT_EQ(letIn(&tokens, needsToken, std::nullopt).refusal.empty(), !needsToken);
+    EXPECT_THAT(letIn(&tokens, needsToken, bearer + kWrongToken).refusal,
+                AllOf(HasSubstr("does not know"), Not(HasSubstr(kWrongToken))));
+    EXPECT_THAT(letIn(&tokens, needsToken, bearer).refusal, HasSubstr("does not know"));
+    EXPECT_THAT(letIn(&tokens, needsToken, "Basic " + kViewerToken).refusal, HasSubstr("Bearer"));
+    EXPECT_THAT(letIn(&tokens, needsToken, kViewerToken).refusal, HasSubstr("Bearer"));
+    const Entry viewer = letIn(&tokens, needsToken, "bearer " + kViewerToken);
+    EXPECT_EQ(viewer.refusal, "");
+    EXPECT_EQ(viewer.holder.role, door::Role::kViewer);
+    EXPECT_EQ(viewer.holder.name, "display");
+    EXPECT_EQ(letIn(&tokens, needsToken, bearer + kOperatorToken).holder.role,
+              door::Role::kOperator);
+  }
+  EXPECT_EQ(letIn(nullptr, false, bearer + kWrongToken).holder.role, door::Role::kOperator);
+}
+
+/// A robot whose door stands at any address.
+class Door : public testing::Test {
+ protected:
+  Door() {
+    std::ofstream(tokenFile()) << "operator " << kOperatorToken << "\nviewer " << kViewerToken
+                               << " display\n";
+    ::chmod(tokenFile().c_str(), 0600);
+  }
+  std::string tokenFile() const { return fRobot.directory.file("tokens"); }
+
+  std::unique_ptr<Server> listen(const std::string& address, bool hasTls, bool hasTokens,
+                                 bool isInsecure) {
+    Server::Options options;
+    const bool isUnix = address == "unix";
+    options.listen = isUnix ? "" : address + ":0";
+    options.unixPath = isUnix ? fRobot.directory.file("door.sock") : "";
+    if (hasTls) options.tlsCertificate = certificate().file();
+    if (hasTls) options.tlsKey = certificate().key();
+    if (hasTokens) options.tokens = tokenFile();
+    options.isInsecureAllowed = isInsecure;
+    return std::make_unique<Server>(fRobot.access, options);
+  }
+  static RobotClient::Options optionsOf(bool hasTls, const std::string& token) {
+    RobotClient::Options options{"tester", std::chrono::seconds(5)};
+    if (hasTls) options.tls = Tls{certificate().file(), "robot.test"};
+    options.token = token;
+    return options;
+  }
+  static std::string addressOf(const Server& server) {
+    return server.unixPath().empty() ? server.tcpAddress() : "unix:" + server.unixPath();
+  }
+
+  TestRobot fRobot;
+};
+
+grpc::Status ask(const std::shared_ptr<grpc::Channel>& channel, const std::string& method) {
+  grpc::GenericStub stub(channel);
+  grpc::ClientContext context;
+  context.set_deadline(std::chrono::system_clock::now() + std::chrono::seconds(5));
+  grpc::CompletionQueue queue;
+  const grpc::Slice nothing;
+  const grpc::ByteBuffer request(&nothing, 1);
+  const auto call = stub.PrepareUnaryCall(&context, method, request, &queue);
+  call->StartCall();
+  grpc::ByteBuffer reply;
+  grpc::Status status;
+  call->Finish(&reply, &status, nullptr);
+  void* tag = nullptr;
+  bool ok = false;
+  queue.Next(&tag, &ok);
+  return status;
+}
+
+/// What such a client may do there: "nothing", "viewer" or "operator". Every RPC agrees with it.
+std::string roleAt(const std::string& address, const RobotClient::Options& options) {
+  const auto channel = makeChannel(parseAddress(address), options);
+  const auto code = [&](const std::string& method) { return ask(channel, method).error_code(); };
+  const std::string robot = "/tavro.v1.Robot/";
+  const bool isIn = code(robot + "GetInfo") == StatusCode::OK;
+  for (const std::string method : {"/grpc.health.v1.Health/Check",
+                                   "/grpc.reflection.v1alpha.ServerReflection/ServerReflectionInfo",
+                                   "/tavro.v1.Robot/ListServices"}) {
+    const auto status = ask(channel, method);
+    EXPECT_EQ(status.ok(), isIn) << method << ": " << status.error_message();
+    if (!isIn) {
+      EXPECT_EQ(status.error_code(), StatusCode::UNAUTHENTICATED) << method;
+    }
+  }
+  for (const char* method : {"DescribeService", "ReadMemory"}) {
+    EXPECT_EQ(code(robot + method) == StatusCode::UNAUTHENTICATED, !isIn) << method;
+    EXPECT_NE(code(robot + method), StatusCode::PERMISSION_DENIED) << method;
+  }
+  const auto call = code(robot + "Call");
+  if (!isIn) {
+    EXPECT_EQ(call, StatusCode::UNAUTHENTICATED);
+    return "nothing";
+  }
+  return call == StatusCode::PERMISSION_DENIED ? "viewer" : "operator";
+}
+
+struct Protection {
+  bool hasTls;
+  bool hasTokens;
+  bool isInsecure;
+};
+
+std::vector<Protection> protections() {
+  std::vector<Protection> all;
+  for (int bits = 0; bits < 8; ++bits) {
+    all.push_back({(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0});
+  }
+  return all;
+}
+
+TEST_F(Door, OnThisMachineNobodyNeedsAnything) {
+  for (const std::string host : {"127.0.0.1", "127.0.0.2", "[::1]", "localhost", "unix"}) {
+    for (const auto& [hasTls, hasTokens, isInsecure] : protections()) {
+      SCOPED_TRACE(host + (hasTls ? " TLS" : "") + (hasTokens ? " tokens" : "") +
+                   (isInsecure ? " --insecure" : ""));
+      const bool isUnix = host == "unix";
+      std::unique_ptr<Server> server;
+      try {
+        server = listen(host, hasTls, hasTokens, isInsecure);
+      } catch (const std::runtime_error& error) {
+        ASSERT_EQ(host, "[::1]") << error.what();  // this machine may have no IPv6
+        continue;
+      }
+      const auto role = [&](const std::string& token) {
+        return roleAt(addressOf(*server), optionsOf(hasTls && !isUnix, token));
+      };
+      const bool isAsked = hasTokens && !isUnix;
+      EXPECT_EQ(role(""), "operator");
+      EXPECT_EQ(role(kWrongToken), isAsked ? "nothing" : "operator");
+      EXPECT_EQ(role(kViewerToken), isAsked ? "viewer" : "operator");
+      EXPECT_EQ(role(kOperatorToken), "operator");
+    }
+  }
+}
+
+TEST_F(Door, OtherMachinesNeedTlsAndATokenUnlessSomebodySaysOtherwise) {
+  const std::string own = ownAddress();
+  if (own.empty()) GTEST_SKIP() << "this machine has no address but loopback";
+  for (const std::string& host : {own, std::string("0.0.0.0")}) {
+    for (const auto& [hasTls, hasTokens, isInsecure] : protections()) {
+      SCOPED_TRACE(host + (hasTls ? " TLS" : "") + (hasTokens ? " tokens" : "") +
+                   (isInsecure ? " --insecure" : ""));
+      if (!isInsecure && !(hasTls && hasTokens)) {
+        EXPECT_THROW(listen(host, hasTls, hasTokens, isInsecure), std::invalid_argument);
+        continue;
+      }
+      const auto server = listen(host, hasTls, hasTokens, isInsecure);
+      // By loopback too: what counts is where the robot listens.
+      for (const std::string& reached : {own, std::string("127.0.0.1")}) {
+        if (host == own && reached != own) continue;
+        const std::string address = reached + ":" + std::to_string(server->port());
+        const auto role = [&, hasTls = hasTls](const std::string& token) {
+          return roleAt(address, optionsOf(hasTls, token));
+        };
+        EXPECT_EQ(role(""), hasTokens ? "nothing" : "operator");
+        EXPECT_EQ(role(kWrongToken), hasTokens ? "nothing" : "operator");
+        EXPECT_EQ(role(kViewerToken), hasTokens ? "viewer" : "operator");
+        EXPECT_EQ(role(kOperatorToken), "operator");
+      }
+    }
+  }
+}
+
+TEST_F(Door, TokensOfOneConnectionCountForEachCallAlone) {
+  const auto server = listen("127.0.0.1", true, true, false);
+  const auto channel = makeChannel(parseAddress(addressOf(*server)), optionsOf(true, ""));
+  const auto stub = v1::Robot::NewStub(channel);
+  const auto callWith = [&](const std::string& token) {
+    grpc::ClientContext context;
+    context.AddMetadata("authorization", "Bearer " + token);
+    v1::CallRequest request;
+    request.set_service("Test");
+    request.set_method("nothing");
+    v1::CallReply reply;
+    return stub->Call(&context, request, &reply).error_code();
+  };
+  for (int i = 0; i < 3; ++i) {
+    EXPECT_EQ(callWith(kViewerToken), StatusCode::PERMISSION_DENIED);
+    EXPECT_EQ(callWith(kOperatorToken), StatusCode::OK);
+    EXPECT_EQ(callWith(kWrongToken), StatusCode::UNAUTHENTICATED);
+  }
+  EXPECT_EQ(fRobot.access.history().size(), 3u) << "nothing else was called";
+}
+
+TEST_F(Door, AViewerIsToldWhatItLacksAndIsKnownByTheTokensName) {
+  const auto server = listen("127.0.0.1", true, true, false);
+  const auto viewer = RobotClient::connect(addressOf(*server), optionsOf(true, kViewerToken));
+  fRobot.memory.insert("a", 0.5f);
+  EXPECT_EQ(viewer->services().size(), 2u);
+  EXPECT_FALSE(viewer->describe("Test").methods.empty());
+  EXPECT_EQ(viewer->readMemory("a"), HB::HBValue(0.5f));
+  viewer->watch("a", [](const WatchBatch&) { return false; });
+  try {
+    viewer->call("Test", "nothing", {});
+    FAIL() << "nothing was thrown";
+  } catch (const RemoteError& error) {
+    EXPECT_EQ(error.fault(), RemoteError::Fault::kRefused);
+    EXPECT_STREQ(error.what(), "Calling methods needs the role operator; yours is viewer");
+  }
+}
+
+TEST_F(Door, AClientThatIsNotLetInIsToldWhy) {
+  const std::string own = ownAddress();
+  if (own.empty()) GTEST_SKIP() << "this machine has no address but loopback";
+  const auto server = listen(own, true, true, false);
+  try {
+    RobotClient::connect(addressOf(*server), optionsOf(true, ""));
+    FAIL() << "nothing was thrown";
+  } catch (const RemoteError& error) {
+    EXPECT_EQ(error.fault(), RemoteError::Fault::kRefused);
+    EXPECT_EQ(std::string(error.what()),
+              "The robot at " + addressOf(*server) +
+                  " does not let this program in: This robot wants a token, and none was sent");
+  }
+}
+
+TEST_F(Door, WithoutTlsOrWithACertificateOfSomebodyElseThereIsNoRobot) {
+  const auto server = listen("127.0.0.1", true, false, false);
+  const Certificate other;
+  RobotClient::Options plain = optionsOf(false, "");
+  RobotClient::Options stranger = optionsOf(true, "");
+  stranger.tls->caFile = other.file();
+  RobotClient::Options otherName = optionsOf(true, "");
+  otherName.tls->serverName = "robot.example";
+  for (const auto& options : {plain, stranger, otherName}) {
+    try {
+      RobotClient::connect(addressOf(*server), options);
+      ADD_FAILURE() << "connected";
+    } catch (const RemoteError& error) {
+      EXPECT_EQ(error.fault(), RemoteError::Fault::kNotARobot) << error.what();
+    }
+  }
+  RobotClient::Options byAddress = optionsOf(true, "");
+  byAddress.tls->serverName = "";
+  EXPECT_NO_THROW(RobotClient::connect(addressOf(*server), byAddress));
+}
+
+TEST_F(Door, SpeaksTls12AndLaterOnly) {
+  const auto server = listen("127.0.0.1", true, false, false);
+  const auto handshake = [&](const std::string& version) {
+    const std::string log = fRobot.directory.file("handshake.log");
+    const std::string command = "openssl s_client -connect " + addressOf(*server) + " -alpn h2 -" +
+                                version + " -cipher ALL:@SECLEVEL=0 </dev/null >" + log + " 2>&1";
+    (void)!std::system(command.c_str());
+    return readWholeFile(log);
+  };
+  // The robot ends such a connection at the client's first words.
+  EXPECT_THAT(handshake("tls1_1"),
+              AllOf(HasSubstr("CONNECTED"), HasSubstr("no peer certificate available"),
+                    HasSubstr("has read 0 bytes and written 1"), HasSubstr("New, (NONE)")));
+  EXPECT_THAT(handshake("tls1_2"), HasSubstr("New, TLSv1.2"));
+  EXPECT_THAT(handshake("tls1_3"), HasSubstr("New, TLSv1.3"));
+}
+
+TEST_F(Door, FilesThatCannotProtectItAreNamed) {
+  const auto faultOf = [&](const std::string& cert, const std::string& key,
+                           const std::string& tokens) -> std::string {
+    Server::Options options;
+    options.listen = "127.0.0.1:0";
+    options.tlsCertificate = cert;
+    options.tlsKey = key;
+    options.tokens = tokens;
+    try {
+      const Server server(fRobot.access, options);
+    } catch (const std::exception& error) {
+      return error.what();
+    }
+    return "none";
+  };
+  const std::string cert = certificate().file();
+  const std::string key = certificate().key();
+  EXPECT_THAT(faultOf(cert, "", ""), HasSubstr("--tls-cert, --tls-key"));
+  EXPECT_THAT(faultOf("", key, ""), HasSubstr("--tls-cert, --tls-key"));
+  EXPECT_EQ(faultOf("/nowhere/c", key, ""), "The TLS certificate /nowhere/c cannot be read");
+  EXPECT_EQ(faultOf(cert, "/nowhere/k", ""), "The TLS key /nowhere/k cannot be read");
+  EXPECT_THAT(faultOf(key, key, ""), HasSubstr("is no PEM file: there is no"));
+  const Certificate other;
+  EXPECT_THAT(faultOf(cert, other.key(), ""), HasSubstr("is not the certificate of the key"));
+  EXPECT_EQ(faultOf("", "", "/nowhere/t"), "/nowhere/t: No such file or directory");
+  ::chmod(tokenFile().c_str(), 0644);
+  EXPECT_THAT(faultOf("", "", tokenFile()), HasSubstr("its mode is 0644; 0600 is needed"));
+  EXPECT_EQ(faultOf(cert, key, ""), "none");
+}
+
+}  // namespace
+}  // namespace remote
