@@ -214,6 +214,13 @@ Access::Place Access::takeLendPlace(const Client& client) const {
   return fLends.take(client);
 }
 
+std::size_t Access::futures() const {
+  std::scoped_lock lock(fFutures->mutex);
+  std::size_t all = 0;
+  for (const auto& [client, count] : fFutures->ofClient) all += count;
+  return all;
+}
+
 template <class Picks>
 bool Access::raiseWhere(Picks picks) {
   bool isAny = false;

@@ -74,6 +74,8 @@ class Access {
   /// Every limit that clients meet, by the name that refusals call it by.
   std::vector<NamedLimit> listLimits() const;
 
+  const std::shared_ptr<xo::Session>& session() const { return fSession; }
+
   /// Names, ascending.
   std::vector<std::string> services() const { return fSession->services(); }
   /// The methods that callers from outside can use. Errors: Refused.
@@ -94,6 +96,9 @@ class Access {
   Place takeWatchPlace(const Client& client) const { return fWatches.take(client); }
   /// Among the services that clients lend. For operators. Errors: Refused.
   Place takeLendPlace(const Client& client) const;
+
+  /// Places that are taken, by all clients.
+  std::size_t futures() const;
 
   /// Asks the running call, whoever made it, to stop; false when there is none of that id. For
   /// operators. Errors: Refused.

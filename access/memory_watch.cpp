@@ -1,5 +1,6 @@
 #include "access/memory_watch.h"
 
+#include <algorithm>
 #include <mutex>
 
 #include "framework/xo/event_loop.h"
@@ -23,17 +24,25 @@ struct MemoryWatch::State : std::enable_shared_from_this<MemoryWatch::State> {
   bool isDirty = true;               // the first batch is due whether anything changes or not
   bool isFirst = true;
   xo::TimePoint lastBatch{};
+  xo::TimePoint dueSince = xo::kNever;  // a batch is, and the viewer is not ready
+  std::uint64_t dropped = 0;
 
   /// On the writer's thread: short, and calls nothing of the memory.
   void changed() {
     std::unique_lock lock(mutex);
     isDirty = true;
+    if (phase == Phase::kDelivering && !isFirst && dueSince == xo::kNever) {
+      dueSince = std::max(xo::clock().now(), lastBatch + kWatchTick);
+    }
     scheduleIfDue(std::move(lock));
   }
 
   void next() {
     std::unique_lock lock(mutex);
     if (phase == Phase::kDelivering) phase = Phase::kWaiting;
+    const auto now = xo::clock().now();
+    if (now > dueSince) dropped += static_cast<std::uint64_t>((now - dueSince) / kWatchTick);
+    dueSince = xo::kNever;
     scheduleIfDue(std::move(lock));
   }
 
@@ -95,5 +104,10 @@ MemoryWatch::~MemoryWatch() {
 }
 
 void MemoryWatch::next() { fState->next(); }
+
+std::uint64_t MemoryWatch::dropped() const {
+  std::scoped_lock lock(fState->mutex);
+  return fState->dropped;
+}
 
 }  // namespace door

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <string>
@@ -40,6 +41,10 @@ class MemoryWatch {
 
   /// The viewer is ready for a batch. Callable from inside `batch`.
   void next();
+
+  /// Ticks so far at which a change was due and the viewer was not ready: batches that it missed,
+  /// whose news came merged into a later one.
+  std::uint64_t dropped() const;
 
  private:
   struct State;

@@ -23,6 +23,10 @@ door::Limits limitsOfThisMachine() {
 // How long calls that were asked to stop have for it before their modules' sleeps end.
 constexpr std::chrono::milliseconds kStopPatience{300};
 
+// What the robot's own modules and the host publish: clients cannot lend these.
+const std::vector<std::string> kOwnServices{"HBMemory", "HBRobotModel", "HBMotion",
+                                            "HBLeds",   "HBHost",       "HBSignsAndFeedback"};
+
 remote::Server::Options serverOptionsOf(const Options& options) {
   return {.listen = options.listen,
           .tlsCertificate = options.tlsCertificate,
@@ -31,7 +35,8 @@ remote::Server::Options serverOptionsOf(const Options& options) {
           .isInsecureAllowed = options.isInsecureAllowed,
           .unixPath = options.socket,
           .isUnixPathOptional = options.isSocketOptional,
-          .softwareVersion = TAVRO_VERSION};
+          .softwareVersion = TAVRO_VERSION,
+          .reservedNames = kOwnServices};
 }
 
 }  // namespace
@@ -42,7 +47,11 @@ Robot::Robot(Options options, OutputTap& output)
       fBroker(HB::HBBroker::create(fSession, {{"model", fOptions.model}})),
       fAccess(fSession, limitsOfThisMachine(), {kGroups}),
       fServer(fAccess, serverOptionsOf(fOptions)),
-      fLoader(fBroker, output) {}
+      fLoader(fBroker, output) {
+  fServer.setModules([this] { return fLoader.modules(); });
+}
+
+Robot::~Robot() { fServer.setModules(nullptr); }
 
 int Robot::run(std::ostream& out, std::ostream& error) {
   out << "listening grpc=" << fServer.tcpAddress();

@@ -22,6 +22,7 @@ class Robot {
   /// Starts to listen. `output` carries what modules print and outlives the robot. Errors:
   /// `std::invalid_argument` and `std::runtime_error` that name an address that cannot be used.
   Robot(Options options, OutputTap& output);
+  ~Robot();
   Robot(const Robot&) = delete;
   Robot& operator=(const Robot&) = delete;
 

@@ -146,5 +146,33 @@ TEST_F(MemoryWatchTest, ALongPatternIsRefused) {
   EXPECT_THROW(open(std::string(1025, '*')), Refused);
 }
 
+TEST_F(MemoryWatchTest, CountsTheTicksThatASlowViewerMissed) {
+  open("Face", false);
+  fMemory->insert("Face/Red", 0.1f);
+  settle(kWatchTick * 10);
+  EXPECT_EQ(fWatch->dropped(), 0u);  // known when the viewer is back
+  fWatch->next();
+  settle();
+  EXPECT_EQ(batches(), 2u);
+  EXPECT_EQ(fWatch->dropped(), 9u);
+}
+
+TEST_F(MemoryWatchTest, CountsNothingForAViewerThatKeepsUp) {
+  open("Face");
+  for (int i = 0; i < 5; ++i) {
+    fMemory->insert("Face/Red", static_cast<float>(i) / 10);
+    settle(kWatchTick);
+  }
+  EXPECT_EQ(fWatch->dropped(), 0u);
+}
+
+TEST_F(MemoryWatchTest, CountsNothingWhileNothingChanges) {
+  open("Face", false);
+  settle(kWatchTick * 10);
+  fWatch->next();
+  settle();
+  EXPECT_EQ(fWatch->dropped(), 0u);
+}
+
 }  // namespace
 }  // namespace door

@@ -37,5 +37,10 @@ template Future<HB::HBValue> toValueFuture(const Future<bool>&);
 template Future<HB::HBValue> toValueFuture(const Future<int>&);
 template Future<HB::HBValue> toValueFuture(const Future<float>&);
 template Future<HB::HBValue> toValueFuture(const Future<std::string>&);
+template Future<void> fromValueFuture(const Future<HB::HBValue>&);
+template Future<bool> fromValueFuture(const Future<HB::HBValue>&);
+template Future<int> fromValueFuture(const Future<HB::HBValue>&);
+template Future<float> fromValueFuture(const Future<HB::HBValue>&);
+template Future<std::string> fromValueFuture(const Future<HB::HBValue>&);
 
 }  // namespace xo

@@ -59,8 +59,9 @@ struct CallResult {
   std::optional<Future<HB::HBValue>> future;
 };
 
-/// The same future, its value as an HBValue (invalid for void): its end, its cancellation, and its
-/// being dropped are the other's. For the types that may leave a module its code is this library's.
+/// The same future, its value as an HBValue (invalid for void), and back again. Cancelling and
+/// dropping reach the given one. For the types that may leave a module their code is this
+/// library's.
 Future<HB::HBValue> toValueFuture(const Future<void>& future);
 Future<HB::HBValue> toValueFuture(const Future<HB::HBValue>& future);
 template <class T>
@@ -68,11 +69,26 @@ Future<HB::HBValue> toValueFuture(const Future<T>& future) {
   return detail::changed<HB::HBValue>(
       future, [](const T& value) { return detail::Conversion<T>::to(value); });
 }
+template <class T>
+Future<T> fromValueFuture(const Future<HB::HBValue>& future) {
+  if constexpr (std::is_same_v<T, HB::HBValue>) {
+    return future;
+  } else {
+    return detail::changed<T>(future, [](const HB::HBValue& value) {
+      if constexpr (!std::is_void_v<T>) return detail::Conversion<T>::from(value);
+    });
+  }
+}
 
 extern template Future<HB::HBValue> toValueFuture(const Future<bool>&);
 extern template Future<HB::HBValue> toValueFuture(const Future<int>&);
 extern template Future<HB::HBValue> toValueFuture(const Future<float>&);
 extern template Future<HB::HBValue> toValueFuture(const Future<std::string>&);
+extern template Future<void> fromValueFuture(const Future<HB::HBValue>&);
+extern template Future<bool> fromValueFuture(const Future<HB::HBValue>&);
+extern template Future<int> fromValueFuture(const Future<HB::HBValue>&);
+extern template Future<float> fromValueFuture(const Future<HB::HBValue>&);
+extern template Future<std::string> fromValueFuture(const Future<HB::HBValue>&);
 
 /// A method ready to be called. Holds the publisher's code: lives and dies with its table.
 struct Method {

@@ -83,7 +83,8 @@ class Object {
       if constexpr (std::is_void_v<R>) {
         return;
       } else if constexpr (detail::Unwrap<R>::isFuture) {
-        return fromValueFuture<typename R::Value>(std::move(result));
+        return fromValueFuture<typename R::Value>(
+            result.future ? *result.future : makeReadyFuture(std::move(result.value)));
       } else if constexpr (detail::Conversion<R>::isLocal) {
         throwNoSuchMethod(name);
       } else {
@@ -91,13 +92,6 @@ class Object {
         return detail::Conversion<R>::from(result.value);
       }
     }
-  }
-  template <class T>
-  static Future<T> fromValueFuture(CallResult result) {
-    auto future = result.future ? *result.future : makeReadyFuture(std::move(result.value));
-    return detail::changed<T>(future, [](const HB::HBValue& value) {
-      if constexpr (!std::is_void_v<T>) return detail::Conversion<T>::from(value);
-    });
   }
   [[noreturn]] void throwNoSuchMethod(std::string_view name) const;
 

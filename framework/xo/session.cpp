@@ -28,6 +28,7 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
     bool taken = false;                                                   // a registration exists
     bool registered = false;                                              // and others may see it
     std::optional<Future<Object>> announced;
+    std::uint64_t generation = 0;
 
     Future<Object> object() const { return announced ? *announced : makeReadyFuture(Object(core)); }
   };
@@ -36,6 +37,8 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
   std::map<std::string, Service> services;
   std::map<int, Waiter> waiters;
   int nextWaiter = 1;
+  std::uint64_t publications = 0;
+  std::vector<std::weak_ptr<const std::function<void()>>> followers;
 
   Future<Object> wait(const std::string& name, int milliseconds, bool wantsObject);
   /// Takes the waiter out, if it is still there; the caller answers it.
@@ -46,6 +49,7 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
   void deliverWhenThere(int number, const Future<Object>& object);
   /// Makes the service visible and wakes those who wait for it.
   void publish(const std::string& name, std::optional<Future<Object>> announced);
+  void tellFollowers();
 };
 
 std::optional<Waiter> Session::State::takeWaiter(int number) {
@@ -156,6 +160,7 @@ void Session::State::publish(const std::string& name, std::optional<Future<Objec
     Service& service = services[name];
     service.announced = std::move(announced);
     service.registered = true;
+    service.generation = ++publications;
     object = service.object();
     for (const auto& [number, waiter] : waiters) {
       if (waiter.service == name) waiting.emplace_back(number, waiter.wantsObject);
@@ -164,6 +169,19 @@ void Session::State::publish(const std::string& name, std::optional<Future<Objec
   const auto here = makeReadyFuture(Object());
   for (const auto& [number, wantsObject] : waiting) {
     deliverWhenThere(number, wantsObject ? object : here);
+  }
+  tellFollowers();
+}
+
+void Session::State::tellFollowers() {
+  std::vector<Subscription> told;
+  {
+    std::scoped_lock lock(mutex);
+    std::erase_if(followers, [](const auto& follower) { return follower.expired(); });
+    for (const auto& follower : followers) told.push_back(follower.lock());
+  }
+  for (const auto& follower : told) {
+    if (follower) (*follower)();
   }
 }
 
@@ -210,6 +228,22 @@ std::vector<std::string> Session::services() const {
   return names;
 }
 
+std::vector<Session::Standing> Session::standing() const {
+  std::scoped_lock lock(fState->mutex);
+  std::vector<Standing> all;
+  for (const auto& [name, service] : fState->services) {
+    if (service.registered) all.push_back({name, service.generation});
+  }
+  return all;
+}
+
+Session::Subscription Session::onChange(std::function<void()> callback) {
+  auto subscription = std::make_shared<const std::function<void()>>(std::move(callback));
+  std::scoped_lock lock(fState->mutex);
+  fState->followers.push_back(subscription);
+  return subscription;
+}
+
 Object Session::find(const std::string& name) const {
   std::scoped_lock lock(fState->mutex);
   const auto found = fState->services.find(name);
@@ -242,7 +276,17 @@ Session::Registration::Registration(std::shared_ptr<State> state, std::string na
   fCore = service.core;
 }
 
-Session::Registration::~Registration() { close(); }
+Session::Registration::~Registration() {
+  close();
+  fOwner.reset();
+  fCore.reset();
+  std::scoped_lock lock(fState->mutex);
+  const auto found = fState->services.find(fName);
+  if (found == fState->services.end()) return;
+  // Kept while somebody has a handle, which may live again.
+  const bool isUnused = !found->second.taken && found->second.core.use_count() == 1;
+  if (isUnused) fState->services.erase(found);
+}
 
 Object Session::Registration::object() const { return Object(fCore); }
 
@@ -255,6 +299,7 @@ void Session::Registration::close() {
     service.registered = false;
     service.announced.reset();
   }
+  fState->tellFollowers();
   if (fOwner) fOwner->close();
   std::scoped_lock lock(fState->mutex);
   fState->services[fName].taken = false;

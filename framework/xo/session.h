@@ -1,6 +1,8 @@
 // The robot's register of services by name.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -34,6 +36,20 @@ class Session {
 
   /// Names, ascending.
   std::vector<std::string> services() const;
+
+  /// A service that stands.
+  struct Standing {
+    std::string name;
+    std::uint64_t generation;  ///< grows with each publication
+  };
+  /// Ascending by name.
+  std::vector<Standing> standing() const;
+
+  /// Runs `callback` after each coming and going of a service, on the thread that made it: short,
+  /// and without calling the session or a service. Ends with the returned subscription; a callback
+  /// that runs at that moment ends in its own time.
+  using Subscription = std::shared_ptr<const std::function<void()>>;
+  [[nodiscard]] Subscription onChange(std::function<void()> callback);
 
   /// The service's object if it is there now, else an empty handle. Does not wait.
   Object find(const std::string& name) const;

@@ -1,5 +1,6 @@
 #include "framework/xo/type.h"
 
+#include <algorithm>
 #include <cmath>
 
 namespace xo {
@@ -26,6 +27,63 @@ std::string Type::text() const {
       return "local";
   }
   return "local";
+}
+
+namespace {
+
+Match matchIf(bool fits) { return fits ? Match::kExact : Match::kNone; }
+
+Match matchList(const Type& element, const HB::HBValue& value) {
+  if (value.getType() != HB::HBValue::TypeList) return Match::kNone;
+  Match worst = Match::kExact;
+  for (const auto& one : value.toList()) {
+    worst = std::max(worst, matchType(element, one));
+    if (worst == Match::kNone) break;
+  }
+  return worst;
+}
+
+}  // namespace
+
+Match matchType(const Type& type, const HB::HBValue& value) {
+  switch (type.kind) {
+    case Type::Kind::kVoid:
+      return matchIf(!value.isValid());
+    case Type::Kind::kBool:
+      return matchIf(value.getType() == HB::HBValue::TypeBool);
+    case Type::Kind::kInt:
+      return detail::matchInt(value);
+    case Type::Kind::kFloat:
+      return detail::matchFloat(value);
+    case Type::Kind::kString:
+      return matchIf(value.getType() == HB::HBValue::TypeString);
+    case Type::Kind::kValue:
+      return Match::kExact;
+    case Type::Kind::kList:
+      return matchList(type.element.at(0), value);
+    case Type::Kind::kFuture:
+    case Type::Kind::kLocal:
+      break;
+  }
+  return Match::kNone;
+}
+
+HB::HBValue convertTo(const Type& type, const HB::HBValue& value) {
+  switch (type.kind) {
+    case Type::Kind::kInt:
+      return value.toInt();
+    case Type::Kind::kFloat:
+      return value.toFloat();
+    case Type::Kind::kList: {
+      if (matchType(type, value) == Match::kExact) return value;
+      HB::HBValue::List converted;
+      converted.reserve(value.toList().size());
+      for (const auto& one : value.toList()) converted.push_back(convertTo(type.element[0], one));
+      return converted;
+    }
+    default:
+      return value;
+  }
 }
 
 namespace detail {

@@ -30,6 +30,13 @@ struct Type {
 /// How well a value fits a type; smaller is better.
 enum class Match : int { kExact = 0, kWidened = 1, kNone = 1000000 };
 
+/// How well `value` fits a type that is known only at run time: as `Conversion` of the C++ type of
+/// that name judges it. Nothing fits void (but the invalid value), futures and local types.
+Match matchType(const Type& type, const HB::HBValue& value);
+/// `value` as one of that type, its elements too: ints become floats and whole floats ints. It must
+/// fit.
+HB::HBValue convertTo(const Type& type, const HB::HBValue& value);
+
 namespace detail {
 
 Match matchInt(const HB::HBValue& value) noexcept;

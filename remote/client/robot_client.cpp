@@ -1,16 +1,9 @@
 #include "remote/client/robot_client.h"
 
-#include <grpcpp/grpcpp.h>
-
 #include <algorithm>
-#include <mutex>
-#include <set>
 
-#include "remote/client/channel.h"
-#include "remote/client/probe.h"
+#include "remote/client/connection.h"
 #include "remote/proto/convert.h"
-#include "remote/proto/utf8.h"
-#include "tavro/v1/robot.grpc.pb.h"
 
 namespace remote {
 namespace {
@@ -18,45 +11,20 @@ namespace {
 namespace v1 = tavro::v1;
 using Fault = RemoteError::Fault;
 
-constexpr const char* kStartAdvice =
-    "Is a robot running there? `ledctl --robot ADDRESS` asks another one.";
-
-constexpr const char* kTlsAdvice =
-    "Does a robot speak TLS there, with a certificate for that name from an authority that is "
-    "trusted here?";
-
-std::string secondsText(std::chrono::milliseconds time) {
-  const auto tenths = (time.count() + 50) / 100;
-  std::string text = std::to_string(tenths / 10);
-  if (tenths % 10 != 0) text.append(".").append(std::to_string(tenths % 10));
-  return text + " s";
-}
-
-/// Names travel as UTF-8.
-void requireUtf8(const std::string& text, const char* what) {
-  if (!isUtf8(text)) {
-    throw RemoteError(Fault::kRefused,
-                      std::string(what) + " '" + replaceInvalidUtf8(text) + "' is not UTF-8 text");
-  }
+CallInfo fromWireCall(const v1::CallInfo& wire) {
+  CallInfo call;
+  call.id = wire.id();
+  call.client = wire.client();
+  call.peer = wire.peer();
+  call.service = wire.service();
+  call.method = wire.method();
+  call.began = std::chrono::system_clock::time_point(std::chrono::milliseconds(wire.began_ms()));
+  call.duration = std::chrono::microseconds(wire.duration_us());
+  call.error = wire.error();
+  return call;
 }
 
 }  // namespace
-
-struct CancelToken::State {
-  std::mutex mutex;
-  bool isCancelled = false;
-  std::set<grpc::ClientContext*> contexts;
-
-  void add(grpc::ClientContext* context) {
-    std::scoped_lock lock(mutex);
-    contexts.insert(context);
-    if (isCancelled) context->TryCancel();
-  }
-  void remove(grpc::ClientContext* context) {
-    std::scoped_lock lock(mutex);
-    contexts.erase(context);
-  }
-};
 
 CancelToken::CancelToken() : fState(std::make_shared<State>()) {}
 
@@ -69,129 +37,6 @@ void CancelToken::cancel() const {
 bool CancelToken::isCancelled() const {
   std::scoped_lock lock(fState->mutex);
   return fState->isCancelled;
-}
-
-struct RobotClient::Connection {
-  Connection(Address where, const Options& given)
-      : address(std::move(where)),
-        options(given),
-        stub(v1::Robot::NewStub(makeChannel(address, given))) {}
-
-  const Address address;
-  const Options options;
-  const std::unique_ptr<v1::Robot::Stub> stub;
-
-  /// A context that a token can cancel while it lives.
-  class Context {
-   public:
-    explicit Context(const std::optional<CancelToken>& cancel = std::nullopt) {
-      if (!cancel) return;
-      fCancel = cancel->fState;
-      fCancel->add(&fContext);
-    }
-    ~Context() {
-      if (fCancel) fCancel->remove(&fContext);
-    }
-    Context(const Context&) = delete;
-    Context& operator=(const Context&) = delete;
-    grpc::ClientContext* get() { return &fContext; }
-
-   private:
-    grpc::ClientContext fContext;
-    std::shared_ptr<CancelToken::State> fCancel;
-  };
-
-  RemoteError lost(const std::string& why) const {
-    return {Fault::kUnreachable,
-            "The robot at " + address.text() + " is gone: " + why,
-            {},
-            kStartAdvice};
-  }
-
-  RemoteError silent(std::chrono::milliseconds time) const {
-    return {Fault::kUnreachable,
-            "The robot at " + address.text() + " did not answer within " + secondsText(time),
-            {},
-            kStartAdvice};
-  }
-
-  /// What a status other than OK means once connected.
-  RemoteError errorOf(const grpc::Status& status,
-                      const std::optional<CancelToken>& cancel = std::nullopt) const {
-    switch (status.error_code()) {
-      case grpc::StatusCode::CANCELLED:
-        if (!cancel || !cancel->isCancelled()) return lost("it ended the call");
-        return {Fault::kCancelled, "The call was cancelled"};
-      case grpc::StatusCode::DEADLINE_EXCEEDED:
-        return {Fault::kCancelled, "The call did not end within the time allowed"};
-      case grpc::StatusCode::UNAVAILABLE:
-        return lost(status.error_message());
-      default:
-        return {Fault::kRefused, refusalText(status)};
-    }
-  }
-
-  /// Asks something that is answered at once.
-  template <class Request, class Reply>
-  Reply ask(grpc::Status (v1::Robot::Stub::*question)(grpc::ClientContext*, const Request&, Reply*),
-            const Request& request) const {
-    Context context;
-    context.get()->set_deadline(std::chrono::system_clock::now() + options.timeout);
-    Reply reply;
-    const grpc::Status status = (stub.get()->*question)(context.get(), request, &reply);
-    if (status.error_code() == grpc::StatusCode::DEADLINE_EXCEEDED) throw silent(options.timeout);
-    if (!status.ok()) throw errorOf(status);
-    return reply;
-  }
-
-  v1::GetInfoReply meet() const;
-};
-
-/// The first question: is this a robot, and one that we can talk to?
-v1::GetInfoReply RobotClient::Connection::meet() const {
-  Context context;
-  context.get()->set_deadline(std::chrono::system_clock::now() + options.timeout);
-  v1::GetInfoReply reply;
-  const grpc::Status status = stub->GetInfo(context.get(), v1::GetInfoRequest(), &reply);
-  if (status.ok()) {
-    if (reply.protocol_major() == kProtocolMajor) return reply;
-    throw RemoteError(Fault::kOtherVersion,
-                      "The robot at " + address.text() + " speaks version " +
-                          std::to_string(reply.protocol_major()) + "." +
-                          std::to_string(reply.protocol_minor()) +
-                          " of the protocol, this program version " +
-                          std::to_string(kProtocolMajor) + "." + std::to_string(kProtocolMinor),
-                      {}, "Use a program of the robot's version.");
-  }
-  if (status.error_code() == grpc::StatusCode::UNAUTHENTICATED ||
-      status.error_code() == grpc::StatusCode::PERMISSION_DENIED) {
-    throw RemoteError(Fault::kRefused,
-                      "The robot at " + address.text() +
-                          " does not let this program in: " + status.error_message(),
-                      {}, "Whoever runs the robot hands out its tokens.");
-  }
-  if (status.error_message().find("GOAWAY") != std::string::npos) {
-    const std::string limit = limitOfConnections(address);
-    if (!limit.empty()) {
-      throw RemoteError(Fault::kRefused,
-                        "The robot at " + address.text() + " turned this program away: " + limit);
-    }
-  }
-  const std::string nobody = whyNobodyListens(address);
-  if (!nobody.empty()) {
-    throw RemoteError(Fault::kUnreachable,
-                      "No robot was reached at " + address.text() + ": " + nobody, {},
-                      kStartAdvice);
-  }
-  const std::string what = "What listens at " + address.text() + " is not a robot";
-  if (status.error_code() == grpc::StatusCode::DEADLINE_EXCEEDED) {
-    throw RemoteError(Fault::kNotARobot,
-                      what + ", or it is stuck: it accepts connections but did not answer within " +
-                          secondsText(options.timeout),
-                      {}, kStartAdvice);
-  }
-  throw RemoteError(Fault::kNotARobot, what + " (" + status.error_message() + ")", {},
-                    options.tls ? kTlsAdvice : kStartAdvice);
 }
 
 std::unique_ptr<RobotClient> RobotClient::connect(const std::string& address, Options options) {
@@ -217,6 +62,9 @@ RobotInfo RobotClient::info() {
   info.uptime = std::chrono::milliseconds(reply.uptime_ms());
   info.isReady = reply.ready();
   info.services = {reply.services().begin(), reply.services().end()};
+  info.modules = {reply.modules().begin(), reply.modules().end()};
+  info.role = reply.role();
+  for (const auto& limit : reply.limits()) info.limits.emplace_back(limit.name(), limit.most());
   return info;
 }
 
@@ -238,16 +86,11 @@ xo::ObjectInfo RobotClient::describe(const std::string& service) {
 
 CallReply RobotClient::call(const std::string& service, const std::string& method,
                             std::span<const HB::HBValue> args, const CallOptions& options) {
-  requireUtf8(service, "The service");
-  requireUtf8(method, "The method");
-  v1::CallRequest request;
-  request.set_service(service);
-  request.set_method(method);
-  for (const auto& arg : args) toWire(arg, request.add_args());
+  v1::CallRequest request = makeRequest(service, method, args);
   if (options.completion == Completion::kFinished) {
     request.set_completion(v1::COMPLETION_FINISHED);
   }
-  Connection::Context context(options.cancel);
+  ClientContext context(options.cancel);
   if (options.timeout) {
     context.get()->set_deadline(std::chrono::system_clock::now() + *options.timeout);
   }
@@ -258,6 +101,38 @@ CallReply RobotClient::call(const std::string& service, const std::string& metho
     throw RemoteError(Fault::kFailed, exactText(reply.error()), reply.error().kind());
   }
   return {fromWire(reply.value()), reply.has_future()};
+}
+
+CallList RobotClient::calls() {
+  const auto reply = fConnection->ask(&v1::Robot::Stub::ListCalls, v1::ListCallsRequest());
+  CallList list;
+  for (const auto& call : reply.running()) list.running.push_back(fromWireCall(call));
+  for (const auto& call : reply.ended()) list.ended.push_back(fromWireCall(call));
+  return list;
+}
+
+bool RobotClient::stopCall(std::uint64_t id) {
+  v1::StopCallRequest request;
+  request.set_id(id);
+  return fConnection->ask(&v1::Robot::Stub::StopCall, request).found();
+}
+
+void RobotClient::watchServices(
+    const std::function<bool(const std::vector<ServiceInfo>&)>& callback,
+    const std::optional<CancelToken>& cancel) {
+  ClientContext context(cancel);
+  const auto reader = fConnection->stub->WatchServices(context.get(), v1::WatchServicesRequest());
+  v1::WatchServicesReply message;
+  bool isWanted = true;
+  while (isWanted && reader->Read(&message)) {
+    std::vector<ServiceInfo> services;
+    for (const auto& one : message.services()) services.push_back({one.name(), one.generation()});
+    isWanted = callback(services);
+  }
+  if (!isWanted) context.get()->TryCancel();
+  const grpc::Status status = reader->Finish();
+  if (!isWanted) return;
+  throw status.ok() ? fConnection->lost("the stream ended") : fConnection->errorOf(status, cancel);
 }
 
 HB::HBValue RobotClient::readMemory(const std::string& key) {
@@ -277,7 +152,7 @@ void RobotClient::watch(const std::string& pattern,
   requireUtf8(pattern, "The pattern");
   v1::WatchRequest request;
   request.set_pattern(pattern);
-  Connection::Context context(cancel);
+  ClientContext context(cancel);
   const auto reader = fConnection->stub->Watch(context.get(), request);
   WatchBatch batch;
   v1::WatchReply message;
@@ -287,6 +162,7 @@ void RobotClient::watch(const std::string& pattern,
     for (auto& item : *message.mutable_items()) {
       batch.items.emplace_back(std::move(*item.mutable_key()), fromWire(item.value()));
     }
+    batch.dropped = message.dropped();
     if (message.more()) continue;
     isWanted = callback(batch);
     batch.items.clear();

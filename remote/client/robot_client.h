@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "framework/value/hb_value.h"
-#include "framework/xo/method.h"
+#include "framework/xo/object.h"
 #include "remote/client/address.h"
 #include "remote/client/credentials.h"
 
@@ -62,6 +62,7 @@ class CancelToken {
 
  private:
   friend class RobotClient;
+  friend class ClientContext;
   struct State;
   std::shared_ptr<State> fState;
 };
@@ -90,14 +91,56 @@ struct RobotInfo {
   int protocolMajor = 0;
   int protocolMinor = 0;
   std::chrono::milliseconds uptime{0};
-  bool isReady = false;               ///< every module stands
-  std::vector<std::string> services;  ///< ascending
+  bool isReady = false;                                       ///< every module stands
+  std::vector<std::string> services;                          ///< ascending
+  std::vector<std::string> modules;                           ///< in the order of loading
+  std::string role;                                           ///< "operator" or "viewer"
+  std::vector<std::pair<std::string, std::uint64_t>> limits;  ///< name and how much is allowed
+};
+
+/// A call from outside, as the robot sees it.
+struct CallInfo {
+  std::uint64_t id = 0;  ///< unique while the robot runs
+  std::string client;    ///< as it calls itself
+  std::string peer;      ///< "ipv4:127.0.0.1:40112", "unix:"
+  std::string service;
+  std::string method;
+  std::chrono::system_clock::time_point began;
+  std::chrono::microseconds duration{0};  ///< so far, or until the method returned
+  std::string error;                      ///< the start of its text; "" when it runs or succeeded
+};
+
+struct CallList {
+  std::vector<CallInfo> running;  ///< in the order of their beginning
+  std::vector<CallInfo> ended;    ///< the last ones, oldest first
+};
+
+/// A service that stands.
+struct ServiceInfo {
+  std::string name;
+  std::uint64_t generation = 0;  ///< grows each time one of that name is published anew
+  bool operator==(const ServiceInfo&) const = default;
 };
 
 /// What a watch hands over: first every matching key, then only what changed.
 struct WatchBatch {
   bool isSnapshot = false;
   std::vector<std::pair<std::string, HB::HBValue>> items;  ///< ascending by key
+  std::uint64_t dropped = 0;  ///< batches so far that were merged into later ones
+};
+
+/// A service of this process that a robot has; see `RobotClient::lend`. Thread-safe.
+class Lending {
+ public:
+  /// Takes the service back: calls that run are asked to stop and waited for. Not from inside a
+  /// call of the service.
+  virtual ~Lending() = default;
+  /// Whether the robot has it now.
+  virtual bool isStanding() const = 0;
+  /// Waits until the robot has it no more; false when `milliseconds` passed first.
+  virtual bool waitUntilLost(int milliseconds) const = 0;
+  /// Why the robot has it no more; "" while it has.
+  virtual std::string loss() const = 0;
 };
 
 /// A connection to one robot. Thread-safe; calls block the calling thread. Errors of every
@@ -119,6 +162,7 @@ class RobotClient {
   static std::unique_ptr<RobotClient> connect(const std::string& address) {
     return connect(address, Options());
   }
+  /// Futures of started calls that run end in error.
   ~RobotClient();
   RobotClient(const RobotClient&) = delete;
   RobotClient& operator=(const RobotClient&) = delete;
@@ -134,6 +178,26 @@ class RobotClient {
   /// Calls a method; no time limit unless `options` has one.
   CallReply call(const std::string& service, const std::string& method,
                  std::span<const HB::HBValue> args, const CallOptions& options = {});
+  /// Calls a method and returns as soon as it returned: its value, or a future that lives on the
+  /// robot. Cancelling that future asks the robot's to cancel; dropping it lets go of the robot's;
+  /// it ends with the robot's value or error (of its own type), or with RemoteError when the robot
+  /// is lost. `options` holds until the method returned; its completion is ignored.
+  xo::CallResult start(const std::string& service, const std::string& method,
+                       std::span<const HB::HBValue> args, const CallOptions& options = {});
+  /// The calls that run, and the last ones.
+  CallList calls();
+  /// Asks a call, of any client, to stop; false when none of that id runs.
+  bool stopCall(std::uint64_t id);
+
+  /// Makes a service of this process one of the robot's, until the result is destroyed or lost.
+  /// Its methods run on threads of the lending, several at once; those with local types are left
+  /// out. They see their callers' stop requests. Errors: kRefused, such as for a name that is
+  /// taken. The client outlives the lending.
+  std::unique_ptr<Lending> lend(const std::string& service, xo::ObjectBuilder builder);
+  /// Hands all services to `callback`, on this thread, now and after each change; ends as `watch`.
+  void watchServices(const std::function<bool(const std::vector<ServiceInfo>&)>& callback,
+                     const std::optional<CancelToken>& cancel = std::nullopt);
+
   /// The value of a key of the robot's memory. Errors: kFailed that names an unknown key.
   HB::HBValue readMemory(const std::string& key);
   /// Hands batches to `callback`, on this thread, until it returns false, or with an error:
@@ -142,8 +206,10 @@ class RobotClient {
   void watch(const std::string& pattern, const std::function<bool(const WatchBatch&)>& callback,
              const std::optional<CancelToken>& cancel = std::nullopt);
 
+  struct Connection;  // of the client's own files
+
  private:
-  struct Connection;
+  friend class RemoteSession;
   explicit RobotClient(std::unique_ptr<Connection> connection);
   std::unique_ptr<Connection> fConnection;
 };

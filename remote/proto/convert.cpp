@@ -2,6 +2,7 @@
 
 #include <stdexcept>
 
+#include "framework/hb/hb_error.h"
 #include "remote/proto/utf8.h"
 
 namespace remote {
@@ -152,6 +153,15 @@ void errorToWire(const std::string& kind, const std::string& text, tavro::v1::Ca
 
 const std::string& exactText(const tavro::v1::CallError& wire) {
   return wire.raw_text().empty() ? wire.text() : wire.raw_text();
+}
+
+std::exception_ptr makeError(const std::string& kind, const std::string& text) {
+  if (kind == "HBError") return std::make_exception_ptr(HB::HBError(text));
+  return xo::makeException(kind, text);
+}
+
+std::exception_ptr errorFromWire(const tavro::v1::CallError& wire) {
+  return makeError(wire.kind(), exactText(wire));
 }
 
 }  // namespace remote

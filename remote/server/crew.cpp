@@ -16,10 +16,12 @@ const xo::log::Category kLog("remote");
 
 /// How often the watcher looks; a leader seen busy with the same event twice has lost the lead.
 constexpr std::chrono::milliseconds kLook{1};
-/// Calls that block often come together. After one the watcher looks so often for a while, so that
+/// Calls that block often come together. After some the watcher looks so often for a while, so that
 /// a whole crew of them is soon behind, and what comes after them is served.
 constexpr std::chrono::microseconds kEagerLook{100};
 constexpr int kEagerLooks = 100;
+/// Threads that do not wait, the leader and the watcher among them, when some calls block.
+constexpr int kBurst = 4;
 /// After so many looks without any event the watcher sleeps until there is one.
 constexpr int kQuietLooks = 20;
 /// Followers that wait, besides the watcher, for the next burst of long calls.
@@ -145,7 +147,8 @@ bool Crew::watch(std::unique_lock<std::mutex>& lock) {
     } else if (!isBusy(now)) {
       ++quietLooks;
     } else if (fTurn.compare_exchange_strong(now, now + 1)) {
-      fEagerLooks = kEagerLooks;
+      // A single one may only have been kept from its core for a moment.
+      if (static_cast<int>(fThreads.size()) - fWaiting >= kBurst) fEagerLooks = kEagerLooks;
       return true;
     }
   }

@@ -32,6 +32,11 @@ void Endables::endAll() {
   }
 }
 
+std::size_t Endables::size() const {
+  std::scoped_lock lock(fMutex);
+  return fEndables.size();
+}
+
 bool Endables::isEnding() const {
   std::scoped_lock lock(fMutex);
   return fIsEnding;

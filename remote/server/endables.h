@@ -1,6 +1,7 @@
 // What the end of the server ends before its time: streams, and calls whose futures run.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -25,6 +26,7 @@ class Endables {
   /// Ends everything that is here, now and later.
   void endAll();
   bool isEnding() const;
+  std::size_t size() const;
 
  private:
   mutable std::mutex fMutex;

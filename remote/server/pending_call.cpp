@@ -2,21 +2,7 @@
 
 #include <utility>
 
-#include "remote/proto/convert.h"
-
 namespace remote {
-
-void fillReply(const door::Outcome& outcome, tavro::v1::CallReply* reply) {
-  if (outcome.hasFailed()) {
-    errorToWire(outcome.errorKind, outcome.errorText, reply->mutable_error());
-    return;
-  }
-  try {
-    toWire(outcome.value, reply->mutable_value());
-  } catch (const std::length_error& error) {
-    errorToWire("length_error", error.what(), reply->mutable_error());
-  }
-}
 
 void PendingCall::start(CallExchange::Pointer exchange, xo::Future<HB::HBValue> future,
                         door::Access::FuturePlace place, Endables& endables) {
@@ -25,10 +11,9 @@ void PendingCall::start(CallExchange::Pointer exchange, xo::Future<HB::HBValue> 
   // The exchange keeps the call until it ends; the future, which may run for long after, does not.
   endables.add(call);
   call->fExchange->onCancelled([call] { call->giveUp(grpc::Status::CANCELLED); });
-  call->fFuture.onFinished(
-      [weak = std::weak_ptr<PendingCall>(call)](const xo::Future<HB::HBValue>&) {
-        if (const auto pending = weak.lock()) pending->finished();
-      });
+  call->fFuture.sharedState()->onFinished([weak = std::weak_ptr<PendingCall>(call)] {
+    if (const auto pending = weak.lock()) pending->finished();
+  });
 }
 
 PendingCall::PendingCall(CallExchange::Pointer exchange, xo::Future<HB::HBValue> future,

@@ -4,7 +4,9 @@
 
 #include <atomic>
 #include <memory>
+#include <stdexcept>
 
+#include "remote/proto/convert.h"
 #include "remote/server/endables.h"
 #include "remote/server/exchange.h"
 #include "tavro/v1/robot.pb.h"
@@ -13,8 +15,19 @@ namespace remote {
 
 using CallExchange = Exchange<tavro::v1::CallRequest, tavro::v1::CallReply>;
 
-/// Puts an outcome into a reply; a future in it counts as no value.
-void fillReply(const door::Outcome& outcome, tavro::v1::CallReply* reply);
+/// Puts an outcome into a reply (of Call, of Start); a future in it counts as no value.
+template <class Reply>
+void fillReply(const door::Outcome& outcome, Reply* reply) {
+  if (outcome.hasFailed()) {
+    errorToWire(outcome.errorKind, outcome.errorText, reply->mutable_error());
+    return;
+  }
+  try {
+    toWire(outcome.value, reply->mutable_value());
+  } catch (const std::length_error& error) {
+    errorToWire("length_error", error.what(), reply->mutable_error());
+  }
+}
 
 ///     waiting --future ends | client gone | server ends--> replied        (whatever comes first)
 class PendingCall final : public Endable, public std::enable_shared_from_this<PendingCall> {

@@ -6,6 +6,7 @@
 #include "framework/xo/log.h"
 #include "remote/proto/convert.h"
 #include "remote/proto/utf8.h"
+#include "remote/server/robot_info.h"
 #include "remote/server/watch_stream.h"
 
 namespace remote {
@@ -31,8 +32,11 @@ grpc::Status statusAfter(Work work) {
 
 }  // namespace
 
-RobotService::RobotService(door::Access& access, std::string softwareVersion)
-    : fAccess(access), fSoftwareVersion(std::move(softwareVersion)) {}
+RobotService::RobotService(door::Access& access, std::string softwareVersion,
+                           std::vector<std::string> reservedNames)
+    : fAccess(access),
+      fSoftwareVersion(std::move(softwareVersion)),
+      fLendHouse{access, {}, std::move(reservedNames)} {}
 
 template <class Request, class Reply, class Ask>
 void RobotService::take(typename Exchange<Request, Reply>::Method& method, Ask ask,
@@ -47,8 +51,8 @@ void RobotService::take(typename Exchange<Request, Reply>::Method& method, Ask a
       exchange->sendReply(shuttingDown());
       return;
     }
-    exchange->sendReply(
-        statusAfter([&] { (this->*question)(exchange->request, &exchange->reply); }));
+    exchange->sendReply(statusAfter(
+        [&] { (this->*question)(exchange->context, exchange->request, &exchange->reply); }));
   };
   One::expect(method, fCounted.lock());
 }
@@ -64,7 +68,13 @@ void RobotService::begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<voi
       fDescribe, &RobotService::RequestDescribeService, &RobotService::describe);
   take<v1::ReadMemoryRequest, v1::ReadMemoryReply>(fRead, &RobotService::RequestReadMemory,
                                                    &RobotService::read);
+  take<v1::ListCallsRequest, v1::ListCallsReply>(fListCalls, &RobotService::RequestListCalls,
+                                                 &RobotService::listCalls);
+  take<v1::StopCallRequest, v1::StopCallReply>(fStopCall, &RobotService::RequestStopCall,
+                                               &RobotService::stopCall);
   takeCalls();
+  takeStarts();
+  takeLends();
   takeWatches();
 }
 
@@ -83,7 +93,29 @@ void RobotService::takeCalls() {
   CallExchange::expect(fCall, fCounted.lock());
 }
 
+void RobotService::takeStarts() {
+  fStarts.ask = [this](grpc::ServerContext* context, StartCall::Messages* messages, void* tag) {
+    RequestStart(context, messages, fQueue, fQueue, tag);
+  };
+  fStarts.make = [this] { return std::make_shared<StartCall>(fAccess); };
+  StartCall::expect(fStarts, fEndables, fCounted.lock());
+}
+
+void RobotService::takeLends() {
+  fLends.ask = [this](grpc::ServerContext* context, LendStream::Messages* messages, void* tag) {
+    RequestLend(context, messages, fQueue, fQueue, tag);
+  };
+  fLends.make = [this] { return std::make_shared<LendStream>(fLendHouse); };
+  LendStream::expect(fLends, fEndables, fCounted.lock());
+}
+
+void RobotService::setModules(std::function<std::vector<std::string>()> modules) {
+  std::scoped_lock lock(fMutex);
+  fModules = std::move(modules);
+}
+
 void RobotService::setReady(const std::string& robotName) {
+  fLendHouse.isReady = true;
   std::scoped_lock lock(fMutex);
   fIsReady = true;
   fRobotName = replaceInvalidUtf8(robotName);
@@ -100,13 +132,31 @@ void RobotService::takeWatches() {
                       void* tag) { RequestWatch(context, request, writer, fQueue, fQueue, tag); };
   fWatch.make = [this] { return std::make_shared<WatchStream>(fAccess); };
   WatchStream::expect(fWatch, fEndables, fCounted.lock());
+  fWatchServices.ask = [this](grpc::ServerContext* context, v1::WatchServicesRequest* request,
+                              grpc::ServerAsyncWriter<v1::WatchServicesReply>* writer, void* tag) {
+    RequestWatchServices(context, request, writer, fQueue, fQueue, tag);
+  };
+  fWatchServices.make = [this] { return std::make_shared<ServiceWatch>(fAccess); };
+  ServiceWatch::expect(fWatchServices, fEndables, fCounted.lock());
 }
 
-void RobotService::info(const v1::GetInfoRequest&, v1::GetInfoReply* reply) {
+void RobotService::info(const grpc::ServerContext& context, const v1::GetInfoRequest&,
+                        v1::GetInfoReply* reply) {
+  std::function<std::vector<std::string>()> modules;
   {
     std::scoped_lock lock(fMutex);
     reply->set_robot_name(fRobotName);
     reply->set_ready(fIsReady);
+    modules = fModules;
+  }
+  if (modules) {
+    for (const auto& name : modules()) reply->add_modules(replaceInvalidUtf8(name));
+  }
+  reply->set_role(door::nameOf(clientOf(context).role));
+  for (const auto& limit : fAccess.listLimits()) {
+    auto* const named = reply->add_limits();
+    named->set_name(limit.name);
+    named->set_most(limit.most);
   }
   reply->set_software_version(fSoftwareVersion);
   reply->set_protocol_major(kProtocolMajor);
@@ -117,11 +167,12 @@ void RobotService::info(const v1::GetInfoRequest&, v1::GetInfoReply* reply) {
   for (const auto& name : fAccess.services()) reply->add_services(replaceInvalidUtf8(name));
 }
 
-void RobotService::list(const v1::ListServicesRequest&, v1::ListServicesReply* reply) {
+void RobotService::list(const grpc::ServerContext&, const v1::ListServicesRequest&,
+                        v1::ListServicesReply* reply) {
   for (const auto& name : fAccess.services()) reply->add_services(replaceInvalidUtf8(name));
 }
 
-void RobotService::describe(const v1::DescribeServiceRequest& request,
+void RobotService::describe(const grpc::ServerContext&, const v1::DescribeServiceRequest& request,
                             v1::DescribeServiceReply* reply) {
   const xo::ObjectInfo info = fAccess.describe(request.service());
   reply->set_service(request.service());
@@ -129,13 +180,24 @@ void RobotService::describe(const v1::DescribeServiceRequest& request,
   for (const auto& method : info.methods) toWire(method, reply->add_methods());
 }
 
-void RobotService::read(const v1::ReadMemoryRequest& request, v1::ReadMemoryReply* reply) {
+void RobotService::read(const grpc::ServerContext&, const v1::ReadMemoryRequest& request,
+                        v1::ReadMemoryReply* reply) {
   const door::Outcome outcome = fAccess.readMemory(request.key());
   if (outcome.hasFailed()) {
     errorToWire(outcome.errorKind, outcome.errorText, reply->mutable_error());
   } else {
     toWire(outcome.value, reply->mutable_value());
   }
+}
+
+void RobotService::listCalls(const grpc::ServerContext&, const v1::ListCallsRequest&,
+                             v1::ListCallsReply* reply) {
+  fillCalls(fAccess, reply);
+}
+
+void RobotService::stopCall(const grpc::ServerContext& context, const v1::StopCallRequest& request,
+                            v1::StopCallReply* reply) {
+  reply->set_found(fAccess.cancel(clientOf(context), request.id()));
 }
 
 void RobotService::call(const CallExchange::Pointer& exchange) {

@@ -5,13 +5,18 @@
 #include <grpcpp/grpcpp.h>
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <vector>
 
 #include "access/access.h"
 #include "remote/server/endables.h"
+#include "remote/server/lend_stream.h"
 #include "remote/server/pending_call.h"
+#include "remote/server/service_watch.h"
+#include "remote/server/start_call.h"
 #include "remote/server/stream.h"
 #include "tavro/v1/robot.grpc.pb.h"
 
@@ -24,11 +29,15 @@ using RobotBase = tavro::v1::Robot::AsyncService;
 /// Thread-safe once begun.
 class RobotService final : public RobotBase {
  public:
-  RobotService(door::Access& access, std::string softwareVersion);
+  /// Clients cannot lend services of `reservedNames`.
+  RobotService(door::Access& access, std::string softwareVersion,
+               std::vector<std::string> reservedNames = {});
 
   /// Begins to take calls from `queue`. `counted` is held by every call and stream.
   void begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<void> counted);
   void setReady(const std::string& robotName);
+  /// Where the names of the robot's modules come from; a function that may be called at any time.
+  void setModules(std::function<std::vector<std::string>()> modules);
   Endables& endables() { return fEndables; }
   /// Ends streams, cancels the futures that clients wait for, asks running calls to stop, and
   /// refuses what comes from now on.
@@ -36,18 +45,28 @@ class RobotService final : public RobotBase {
 
  private:
   template <class Request, class Reply>
-  using Question = void (RobotService::*)(const Request&, Reply*);
+  using Question = void (RobotService::*)(const grpc::ServerContext&, const Request&, Reply*);
   template <class Request, class Reply, class Ask>
   void take(typename Exchange<Request, Reply>::Method& method, Ask ask,
             Question<Request, Reply> question);
   void takeCalls();
   void takeWatches();
+  void takeStarts();
+  void takeLends();
 
-  void info(const tavro::v1::GetInfoRequest&, tavro::v1::GetInfoReply* reply);
-  void list(const tavro::v1::ListServicesRequest&, tavro::v1::ListServicesReply* reply);
-  void describe(const tavro::v1::DescribeServiceRequest& request,
+  void info(const grpc::ServerContext& context, const tavro::v1::GetInfoRequest&,
+            tavro::v1::GetInfoReply* reply);
+  void list(const grpc::ServerContext& context, const tavro::v1::ListServicesRequest&,
+            tavro::v1::ListServicesReply* reply);
+  void describe(const grpc::ServerContext& context,
+                const tavro::v1::DescribeServiceRequest& request,
                 tavro::v1::DescribeServiceReply* reply);
-  void read(const tavro::v1::ReadMemoryRequest& request, tavro::v1::ReadMemoryReply* reply);
+  void read(const grpc::ServerContext& context, const tavro::v1::ReadMemoryRequest& request,
+            tavro::v1::ReadMemoryReply* reply);
+  void listCalls(const grpc::ServerContext& context, const tavro::v1::ListCallsRequest&,
+                 tavro::v1::ListCallsReply* reply);
+  void stopCall(const grpc::ServerContext& context, const tavro::v1::StopCallRequest& request,
+                tavro::v1::StopCallReply* reply);
   void call(const CallExchange::Pointer& exchange);
 
   door::Access& fAccess;
@@ -60,13 +79,20 @@ class RobotService final : public RobotBase {
   mutable std::mutex fMutex;
   bool fIsReady = false;
   std::string fRobotName;
+  std::function<std::vector<std::string>()> fModules;
 
   Exchange<tavro::v1::GetInfoRequest, tavro::v1::GetInfoReply>::Method fInfo;
   Exchange<tavro::v1::ListServicesRequest, tavro::v1::ListServicesReply>::Method fList;
   Exchange<tavro::v1::DescribeServiceRequest, tavro::v1::DescribeServiceReply>::Method fDescribe;
   Exchange<tavro::v1::ReadMemoryRequest, tavro::v1::ReadMemoryReply>::Method fRead;
+  Exchange<tavro::v1::ListCallsRequest, tavro::v1::ListCallsReply>::Method fListCalls;
+  Exchange<tavro::v1::StopCallRequest, tavro::v1::StopCallReply>::Method fStopCall;
   CallExchange::Method fCall;
+  StartCall::Method fStarts;
+  LendStream::House fLendHouse;
+  LendStream::Method fLends;
   Stream<tavro::v1::WatchRequest, tavro::v1::WatchReply>::Method fWatch;
+  ServiceWatch::Method fWatchServices;
 };
 
 }  // namespace remote

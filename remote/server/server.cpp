@@ -100,7 +100,9 @@ std::size_t raiseOpenFileLimit() {
 
 struct Server::State {
   State(door::Access& toAccess, const Options& given)
-      : access(toAccess), options(given), service(toAccess, given.softwareVersion) {}
+      : access(toAccess),
+        options(given),
+        service(toAccess, given.softwareVersion, given.reservedNames) {}
 
   door::Access& access;
   const Options options;
@@ -260,9 +262,15 @@ std::string Server::tcpAddress() const { return fState->tcp ? fState->tcp->text(
 
 const std::string& Server::unixPath() const { return fState->unixPlace.path(); }
 
+std::size_t Server::underWay() const { return fState->service.endables().size(); }
+
 void Server::setReady(const std::string& robotName) {
   fState->service.setReady(robotName);
   fState->health.setReady();
+}
+
+void Server::setModules(std::function<std::vector<std::string>()> modules) {
+  fState->service.setModules(std::move(modules));
 }
 
 bool Server::stop(std::chrono::milliseconds deadline) {

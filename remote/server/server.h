@@ -3,8 +3,10 @@
 #pragma once
 
 #include <chrono>
+#include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 namespace door {
 class Access;
@@ -41,6 +43,8 @@ class Server {
     /// failing.
     bool isUnixPathOptional = false;
     std::string softwareVersion = "1.0.0";
+    /// Services that clients cannot lend before `setReady`: the robot's own take the names.
+    std::vector<std::string> reservedNames = {};
   };
 
   /// Starts listening. `access` outlives the server. Errors: `std::invalid_argument` for an address
@@ -59,8 +63,14 @@ class Server {
   /// The Unix socket in use, or "".
   const std::string& unixPath() const;
 
+  /// Streams that are open, and calls whose futures run.
+  std::size_t underWay() const;
+
   /// Tells clients that every module stands, and the robot's name.
   void setReady(const std::string& robotName);
+  /// Where the names of the robot's modules come from, for GetInfo: `modules` may be called from
+  /// any thread until the server is gone.
+  void setModules(std::function<std::vector<std::string>()> modules);
 
   /// Stops listening, ends streams, asks running calls to stop and cancels the futures that clients
   /// wait for. Returns after at most `deadline`; false when calls are still running then: their

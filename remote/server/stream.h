@@ -65,7 +65,8 @@ class Stream : public Endable, public std::enable_shared_from_this<Stream<Reques
   virtual void opened(const Request& request) = 0;
   /// The message before is on its way; another may be sent.
   virtual void written() = 0;
-  /// Nothing is sent from now on. The object is destroyed soon after, by an event loop's thread.
+  /// Nothing is sent from now on. The object is destroyed soon after, by an event loop's thread or
+  /// a crew's.
   virtual void closed() = 0;
 
   const grpc::ServerContext& context() const { return fContext; }
@@ -114,6 +115,8 @@ class Stream : public Endable, public std::enable_shared_from_this<Stream<Reques
     }
   }
   void wasWritten(bool ok) {
+    // The end may come on another thread while `written` is still busy.
+    const Pointer self = this->shared_from_this();
     std::optional<grpc::Status> wantedEnd;
     {
       std::scoped_lock lock(fMutex);

@@ -39,6 +39,7 @@ void WatchStream::takeBatch(std::vector<HB::MemoryItem> items) {
 void WatchStream::sendPart() {
   fMessage.Clear();
   fMessage.set_snapshot(fIsSnapshot);
+  fMessage.set_dropped(fWatch->dropped());
   std::size_t bytes = 0;
   while (fNextItem < fItems.size() && bytes < kMessageBytes) {
     const auto& [key, value] = fItems[fNextItem++];

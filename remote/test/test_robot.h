@@ -8,8 +8,10 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <mutex>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "access/access.h"
 #include "access/test/fake_memory.h"
@@ -52,6 +54,7 @@ class TestRobot {
     options.listen = "127.0.0.1:0";
     options.unixPath = directory.file("robot.sock");
     options.softwareVersion = "1.2.3";
+    options.reservedNames = {"HBReserved"};
     server = std::make_unique<Server>(access, options);
   }
   ~TestRobot() { stopAll = true; }
@@ -64,6 +67,36 @@ class TestRobot {
     if (!comesTrue([&] { return inside == count; })) throw std::runtime_error("not inside");
   }
 
+  /// No call runs, no stream is open, nobody waits for a future.
+  bool isAtRest() const {
+    return access.running().empty() && server->underWay() == 0 && access.futures() == 0;
+  }
+  /// Threads of this process.
+  static int threads() {
+    const std::filesystem::directory_iterator tasks("/proc/self/task");
+    return static_cast<int>(std::distance(begin(tasks), end(tasks)));
+  }
+
+  /// Futures of "loose" that run and that somebody still holds.
+  int loose() {
+    std::scoped_lock lock(fMutex);
+    std::erase_if(fLoose, [](const auto& state) { return state.expired(); });
+    return static_cast<int>(fLoose.size());
+  }
+  /// Gives the one that began last its value.
+  void settleOneLoose() {
+    std::shared_ptr<xo::detail::TypedState<HB::HBValue>> state;
+    {
+      std::scoped_lock lock(fMutex);
+      while (!fLoose.empty() && !state) {
+        state = fLoose.back().lock();
+        fLoose.pop_back();
+      }
+    }
+    if (state) state->setValue(HB::HBValue("settled"));
+  }
+
+  std::atomic<int> looseCancelled{0};
   TemporaryDirectory directory;
   std::shared_ptr<xo::Session> session = std::make_shared<xo::Session>();
   door::FakeMemory memory{*session};
@@ -76,6 +109,20 @@ class TestRobot {
   std::unique_ptr<Server> server;
 
  private:
+  using State = xo::detail::TypedState<HB::HBValue>;
+
+  /// A future that nobody keeps for the caller's sake: it goes when it is dropped.
+  xo::Future<HB::HBValue> makeLoose() {
+    const auto state = xo::detail::makeState<HB::HBValue>();
+    state->onCancelRequested([this, weak = std::weak_ptr<State>(state)] {
+      ++looseCancelled;
+      if (const auto alive = weak.lock()) alive->finishCancelled();
+    });
+    std::scoped_lock lock(fMutex);
+    fLoose.push_back(state);
+    return xo::Future<HB::HBValue>(state);
+  }
+
   template <class Sig, class F>
   static void add(xo::ObjectBuilder& builder, const std::string& name, F function) {
     builder.add(xo::makeMethod<Sig>({name, "", {}, {}, {}}, std::move(function)));
@@ -104,6 +151,7 @@ class TestRobot {
           std::rethrow_exception(xo::makeException(kind, text));
         });
     add<xo::Future<HBValue>()>(builder, "later", [this] { return later.future(); });
+    add<xo::Future<HBValue>()>(builder, "loose", [this] { return makeLoose(); });
     add<void()>(builder, "stay", [this] {
       ++inside;
       while (!xo::CallScope::current()->isStopRequested()) std::this_thread::yield();
@@ -117,6 +165,9 @@ class TestRobot {
     });
     registration = session->registerService("Test", std::move(builder));
   }
+
+  std::mutex fMutex;
+  std::vector<std::weak_ptr<State>> fLoose;
 };
 
 }  // namespace remote

@@ -1,6 +1,7 @@
 // Watches over real sockets.
 #include <gmock/gmock.h>
 #include <grpcpp/grpcpp.h>
+#include <malloc.h>
 
 #include "access/memory_watch.h"
 #include "remote/test/test_robot.h"
@@ -157,19 +158,82 @@ TEST(Watch, OneMoreThanAllowedIsRefusedUntilAnotherEnds) {
   token.cancel();
   first.join();
   EXPECT_TRUE(comesTrue([&] { return refusal() == "not refused"; }));
-}
+  /// A watch whose client never reads, and never makes room for more.
+  class DeafWatch {
+   public:
+    explicit DeafWatch(const std::string& address) {
+      grpc::ChannelArguments args;
+      args.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
+      args.SetInt(GRPC_ARG_HTTP2_BDP_PROBE, 0);
+      fStub = tavro::v1::Robot::NewStub(
+          grpc::CreateCustomChannel(address, grpc::InsecureChannelCredentials(), args));
+      fReader = fStub->Watch(&fContext, {});
+    }
+    ~DeafWatch() { fContext.TryCancel(); }
 
-TEST(Watch, WithoutAMemoryItIsRefused) {
-  TestRobot robot;
-  robot.memory.close();
-  try {
-    robot.connect()->watch("", [](const WatchBatch&) { return true; });
-    FAIL() << "nothing was thrown";
-  } catch (const RemoteError& error) {
-    EXPECT_EQ(error.fault(), Fault::kRefused);
-    EXPECT_STREQ(error.what(), "There is no service 'HBMemory'; there are Test");
+   private:
+    grpc::ClientContext fContext;
+    std::unique_ptr<tavro::v1::Robot::Stub> fStub;
+    std::unique_ptr<grpc::ClientReader<tavro::v1::WatchReply>> fReader;
+  };
+
+  TEST(Watch, ReadersThatNeverReadCostAtMostAMebibyteEachAndDelayNobody) {
+    TestRobot robot;
+    const std::string filler(400, 'x');
+    const auto writeAll = [&](int round) {
+      for (int i = 0; i < 500; ++i) {
+        robot.memory.insert(std::to_string(i), filler + std::to_string(round));
+      }
+    };
+    writeAll(0);
+    constexpr std::size_t kDeaf = 16;
+    const std::size_t before = ::mallinfo2().uordblks;
+    std::vector<std::unique_ptr<DeafWatch>> deaf;
+    for (std::size_t i = 0; i < kDeaf; ++i) {
+      deaf.push_back(std::make_unique<DeafWatch>(robot.server->tcpAddress()));
+    }
+    ASSERT_TRUE(comesTrue([&] { return robot.memory.subscriptions() == kDeaf; }));
+    int rounds = 0;
+    robot.connect()->watch("499", [&](const WatchBatch& batch) {
+      EXPECT_EQ(batch.items[0].second, HBValue(filler + std::to_string(rounds)));
+      writeAll(++rounds);
+      return rounds < 50;  // of more than 200 KiB each
+    });
+    const std::size_t after = ::mallinfo2().uordblks;
+    EXPECT_LT(after - std::min(after, before), kDeaf << 20);
   }
-}
+
+  TEST(Watch, TellsASlowReaderWhatItMissed) {
+    TestRobot robot;
+    const std::string filler(600000, 'x');
+    robot.memory.insert("a", filler);
+    int batches = 0;
+    std::uint64_t dropped = 0;
+    std::atomic<bool> isOver{false};
+    std::thread writer([&] {
+      for (int i = 0; !isOver; ++i) robot.memory.insert("a", filler + std::to_string(i));
+    });
+    robot.connect()->watch("a", [&](const WatchBatch& batch) {
+      dropped = batch.dropped;
+      std::this_thread::sleep_for(5 * door::kWatchTick);  // a slow reader
+      return ++batches < 50 && dropped == 0;
+    });
+    isOver = true;
+    writer.join();
+    EXPECT_GT(dropped, 0u);
+  }
+
+  TEST(Watch, WithoutAMemoryItIsRefused) {
+    TestRobot robot;
+    robot.memory.close();
+    try {
+      robot.connect()->watch("", [](const WatchBatch&) { return true; });
+      FAIL() << "nothing was thrown";
+    } catch (const RemoteError& error) {
+      EXPECT_EQ(error.fault(), Fault::kRefused);
+      EXPECT_STREQ(error.what(), "There is no service 'HBMemory'; there are Test");
+    }
+  }
 
 }  // namespace
 }  // namespace remote

@@ -89,6 +89,8 @@ std::ostream& operator<<(std::ostream& out, const Footprint& footprint);
 
 /// Bytes that this process has allocated and not freed.
 std::size_t heapInUse();
+/// Of these, at most so many a round are a sanitizer's own.
+double heapOfSanitizerPerRound();
 
 /// The heap over the rounds of a test.
 class HeapTrend {

@@ -42,7 +42,7 @@ constexpr Moment kMoments[] = {Moment::kUnderWay, Moment::kWhileSomeGoAway,
 // threads (see main), two such moments differ by the room of a few tables, some hundreds of bytes
 // in all; over the fewest rounds that tell a trend, ten or twenty bytes a round. The smallest block
 // of malloc's takes 32: this finds two of them.
-constexpr double kBytesPerRound = 64;
+const double kBytesPerRound = 64 + heapOfSanitizerPerRound();
 constexpr int kWarmUp = 10;  // rounds until tables have their size
 
 int roundsWanted() {

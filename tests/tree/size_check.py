@@ -2,6 +2,7 @@
 import tree
 
 LIMIT = 400
+CONTRACT_LIMIT = 600  # the wire contract is one file on purpose, and looked things up in
 
 
 def main():
@@ -10,8 +11,9 @@ def main():
     faults = []
     for path in paths:
         length = len(tree.lines(root, path))
-        if length > LIMIT:
-            faults.append(f"{path}: {length} lines, at most {LIMIT}")
+        limit = CONTRACT_LIMIT if path.endswith(".proto") else LIMIT
+        if length > limit:
+            faults.append(f"{path}: {length} lines, at most {limit}")
     tree.finish(len(paths), faults, "files")
 
 

@@ -102,4 +102,46 @@ TEST(Method, WithALocalTypeIsNotForRemoteCallers) {
   EXPECT_FALSE(method.match);
 }
 
+TEST(ValueFuture, IsOfTheSameValueThereAndBack) {
+  const auto there = xo::toValueFuture(xo::makeReadyFuture(0.5f));
+  EXPECT_EQ(there.value(), HBValue(0.5f));
+  EXPECT_EQ(xo::fromValueFuture<float>(there).value(), 0.5f);
+  EXPECT_FALSE(xo::toValueFuture(xo::makeReadyFuture()).value().isValid());
+  EXPECT_TRUE(xo::fromValueFuture<void>(there).hasValue());
+}
+
+TEST(ValueFuture, PassesErrorsAndCancellationOn) {
+  const auto failed = xo::toValueFuture(xo::makeFailedFuture<int>("broken"));
+  EXPECT_EQ(xo::fromValueFuture<int>(failed).errorText(), "broken");
+  const xo::Promise<int> promise;
+  const auto cancelled = xo::fromValueFuture<int>(xo::toValueFuture(promise.future()));
+  cancelled.cancel();
+  EXPECT_TRUE(promise.isCancelRequested());
+  promise.setCancelled();
+  EXPECT_TRUE(cancelled.isCancelled());
+}
+
+TEST(ValueFuture, IsInErrorWhenTheValueIsOfAnotherType) {
+  const auto text = xo::makeReadyFuture(HBValue("text"));
+  EXPECT_TRUE(xo::fromValueFuture<float>(text).hasError());
+}
+
+TEST(ValueFuture, LetsGoOfItsSourceWhenItIsDropped) {
+  auto state = xo::detail::makeState<float>();
+  bool isAbandoned = false;
+  state->setAbandonHook([&] { isAbandoned = true; });
+  std::optional back = xo::fromValueFuture<float>(xo::toValueFuture(xo::Future<float>(state)));
+  state.reset();
+  EXPECT_FALSE(isAbandoned);
+  back.reset();
+  EXPECT_TRUE(isAbandoned);
+}
+
+TEST(ValueFuture, StillEndsWhenOnlyTheLastLinkIsHeld) {
+  const xo::Promise<int> promise;
+  const auto last = xo::fromValueFuture<int>(xo::toValueFuture(promise.future()));
+  promise.setValue(7);
+  EXPECT_EQ(last.value(0), 7);
+}
+
 }  // namespace

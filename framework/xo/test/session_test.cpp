@@ -34,6 +34,35 @@ TEST(Session, RefusesAnEmptyNameAndATakenOne) {
   EXPECT_EQ(session.find("A").call<int>("answer"), 1);
 }
 
+TEST(Session, TellsEachComingAndGoingAndCountsThePublications) {
+  xo::Session session;
+  int changes = 0;
+  auto subscription = session.onChange([&] { ++changes; });
+  auto a = session.registerService("A", answering(1));
+  EXPECT_EQ(changes, 1);
+  ASSERT_EQ(session.standing().size(), 1u);
+  EXPECT_EQ(session.standing()[0].name, "A");
+  const auto first = session.standing()[0].generation;
+  a.reset();
+  EXPECT_EQ(changes, 2);
+  EXPECT_TRUE(session.standing().empty());
+  a = session.registerService("A", answering(2));
+  EXPECT_GT(session.standing()[0].generation, first);
+  subscription.reset();
+  a.reset();
+  EXPECT_EQ(changes, 3);
+}
+
+TEST(Session, AHandleLivesAgainThoughItsServiceIsNotKnownMeanwhile) {
+  xo::Session session;
+  auto a = session.registerService("A", answering(1));
+  const auto handle = session.find("A");
+  a.reset();
+  EXPECT_FALSE(session.find("A"));
+  a = session.registerService("A", answering(2));
+  EXPECT_EQ(handle.call<int>("answer"), 2);
+}
+
 TEST(WaitForService, IsOverWhenTheServiceStands) {
   xo::Session session;
   const auto a = session.registerService("A", answering(1));

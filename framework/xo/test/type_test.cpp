@@ -73,4 +73,55 @@ TEST(TypesId, IsEqualExactlyForEqualLists) {
   EXPECT_NE((xo::detail::typesId<>()), (xo::detail::typesId<void>()));
 }
 
+using xo::Type;
+
+const Type kFloats{Type::Kind::kList, {{Type::Kind::kFloat, {}}}};
+
+TEST(MatchType, JudgesAsTheConversionOfTheCppTypeDoes) {
+  const HBValue values[] = {HBValue(),
+                            true,
+                            1,
+                            255.0f,
+                            0.5f,
+                            std::numeric_limits<float>::quiet_NaN(),
+                            "text",
+                            HBValue(HB::Binary{{1}}),
+                            HBValue(HBValue::List()),
+                            HBValue::list({1, 0.5f}),
+                            HBValue::list({1.0f, 2.0f}),
+                            HBValue::list({1, "a"}),
+                            HBValue::list({HBValue::list({1}), HBValue::list({0.5f})})};
+  for (const auto& value : values) {
+    const auto expectSame = [&value]<class T>(T*) {
+      EXPECT_EQ(xo::matchType(Conversion<T>::type(), value), Conversion<T>::match(value))
+          << Conversion<T>::type().text() << " of " << value.toText();
+      if (Conversion<T>::match(value) == Match::kNone) return;
+      EXPECT_EQ(xo::convertTo(Conversion<T>::type(), value).toText(),
+                Conversion<T>::to(Conversion<T>::from(value)).toText());
+    };
+    expectSame(static_cast<bool*>(nullptr));
+    expectSame(static_cast<int*>(nullptr));
+    expectSame(static_cast<float*>(nullptr));
+    expectSame(static_cast<std::string*>(nullptr));
+    expectSame(static_cast<HBValue*>(nullptr));
+    expectSame(static_cast<std::vector<int>*>(nullptr));
+    expectSame(static_cast<std::vector<float>*>(nullptr));
+    expectSame(static_cast<std::vector<std::vector<float>>*>(nullptr));
+    expectSame(static_cast<std::vector<HBValue>*>(nullptr));
+  }
+}
+
+TEST(MatchType, FitsNothingToAFutureOrALocalTypeAndOnlyNothingToVoid) {
+  EXPECT_EQ(xo::matchType({Type::Kind::kVoid, {}}, HBValue()), Match::kExact);
+  EXPECT_EQ(xo::matchType({Type::Kind::kVoid, {}}, 1), Match::kNone);
+  EXPECT_EQ(xo::matchType({Type::Kind::kLocal, {}}, 1), Match::kNone);
+  EXPECT_EQ(xo::matchType({Type::Kind::kFuture, {kFloats}}, HBValue::list({1.0f})), Match::kNone);
+}
+
+TEST(ConvertTo, WidensElementsOfListsToo) {
+  const Type lists{Type::Kind::kList, {kFloats}};
+  const auto converted = xo::convertTo(lists, HBValue::list({HBValue::list({1, 0.5f})}));
+  EXPECT_EQ(converted, HBValue::list({HBValue::list({1.0f, 0.5f})}));
+}
+
 }  // namespace

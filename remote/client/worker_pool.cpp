@@ -1,0 +1,53 @@
+#include "remote/client/worker_pool.h"
+
+#include <utility>
+
+#include "framework/xo/os.h"
+
+namespace remote {
+
+WorkerPool::WorkerPool(std::string name, int maxThreads)
+    : fName(std::move(name)), fMaxThreads(static_cast<std::size_t>(maxThreads)) {}
+
+WorkerPool::~WorkerPool() {
+  std::deque<std::function<void()>> dropped;
+  {
+    std::scoped_lock lock(fMutex);
+    fIsEnding = true;
+    dropped.swap(fQueue);
+    fWake.notify_all();
+  }
+  for (auto& thread : fThreads) thread.join();
+}
+
+void WorkerPool::post(std::function<void()> work) {
+  std::scoped_lock lock(fMutex);
+  if (fIsEnding) return;
+  fQueue.push_back(std::move(work));
+  if (fIdle < fQueue.size() && fThreads.size() < fMaxThreads) {
+    fThreads.emplace_back([this] { run(); });
+  } else {
+    fWake.notify_one();
+  }
+}
+
+void WorkerPool::run() {
+  xo::os::setCurrentThreadName(fName);
+  std::unique_lock lock(fMutex);
+  while (!fIsEnding) {
+    if (fQueue.empty()) {
+      ++fIdle;
+      fWake.wait(lock, [this] { return fIsEnding || !fQueue.empty(); });
+      --fIdle;
+      continue;
+    }
+    auto work = std::move(fQueue.front());
+    fQueue.pop_front();
+    lock.unlock();
+    work();
+    work = nullptr;
+    lock.lock();
+  }
+}
+
+}  // namespace remote
