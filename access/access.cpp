@@ -214,12 +214,7 @@ Access::Place Access::takeLendPlace(const Client& client) const {
   return fLends.take(client);
 }
 
-std::size_t Access::futures() const {
-  std::scoped_lock lock(fFutures->mutex);
-  std::size_t all = 0;
-  for (const auto& [client, count] : fFutures->ofClient) all += count;
-  return all;
-}
+std::size_t Access::futures() const { return fFutures.taken(); }
 
 template <class Picks>
 bool Access::raiseWhere(Picks picks) {

@@ -40,6 +40,11 @@ Places::Place Places::take(const Client& client) const {
   });
 }
 
+std::size_t Places::taken() const {
+  std::scoped_lock lock(fCounts->mutex);
+  return fCounts->inAll;
+}
+
 void Places::listLimits(std::vector<NamedLimit>& limits) const {
   limits.push_back({fWhat + ", of one client", fPerClient});
   limits.push_back({fWhat + ", of all clients", fInAll});

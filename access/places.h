@@ -22,6 +22,9 @@ class Places {
   /// Errors: Refused that names the limit reached.
   Place take(const Client& client) const;
 
+  /// How many are taken, by all clients.
+  std::size_t taken() const;
+
   /// Appends both limits.
   void listLimits(std::vector<NamedLimit>& limits) const;
 
