@@ -106,7 +106,10 @@ Config readConfig(const std::string& file) {
 
 void useConfig(const Config& config, Options& options) {
   if (!options.robot.empty() && options.robot != config.address) return;
-  options.robot = config.address;
+  if (options.robot.empty() && !config.address.empty()) {
+    options.robot = config.address;
+    options.robotSource = "the configuration";
+  }
   options.lastTokenFile = config.tokenFile;
   // An option about encryption says all about it.
   if (options.tls) return;

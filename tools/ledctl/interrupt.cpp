@@ -8,11 +8,24 @@
 
 #include <array>
 #include <csignal>
+#include <string_view>
 #include <utility>
 
 #include "tools/ledctl/status.h"
 
 namespace ledctl {
+
+namespace {
+
+/// On a line of its own, whatever the terminal shows of progress.
+void sayStopped() {
+  const std::string_view text =
+      isatty(STDERR_FILENO) != 0 ? "\nledctl: stopped\n" : "ledctl: stopped\n";
+  // The process ends: a text that cannot be written is lost.
+  [[maybe_unused]] const auto written = write(STDERR_FILENO, text.data(), text.size());
+}
+
+}  // namespace
 
 Interrupt::Interrupt() {
   sigset_t signals;
@@ -49,6 +62,7 @@ void Interrupt::xWatch() {
     if (!fHasBegun || fHasCome.exchange(true)) {
       const std::lock_guard lock(fMutex);
       if (fLastResort) fLastResort();
+      sayStopped();
       _exit(kInterrupted);
     }
     fToken.cancel();

@@ -19,6 +19,7 @@ struct Band {
 
 std::vector<Band> bandsOf(const std::vector<Lamp>& lamps) {
   std::vector<Band> pieces;
+  pieces.reserve(lamps.size());
   for (const auto& lamp : lamps) {
     pieces.push_back({lamp.y + lamp.height / 2, lamp.y - lamp.height / 2});
   }
@@ -126,6 +127,7 @@ std::vector<std::vector<Cell>> layOut(const std::vector<Lamp>& lamps, int rows, 
   std::vector<std::vector<Cell>> cells;
   if (lamps.empty()) return cells;
   const Scale scale = scaleFor(lamps, rows, columns);
+  cells.reserve(lamps.size());
   for (const auto& lamp : lamps) cells.push_back(cellsOf(lamp, scale));
   return cells;
 }

@@ -7,6 +7,7 @@
 #include "tools/ledctl/commands.h"
 #include "tools/ledctl/complete.h"
 #include "tools/ledctl/config.h"
+#include "tools/ledctl/examine.h"
 #include "tools/ledctl/interrupt.h"
 #include "tools/ledctl/options.h"
 #include "tools/ledctl/status.h"
@@ -51,6 +52,12 @@ int run(const std::vector<std::string>& arguments) {
   }
   ledctl::useConfig(ledctl::readConfig(ledctl::configPath(variable)), options);
   ledctl::Interrupt interrupt;
+  if (!options.help && options.words.front() == "doctor") {
+    if (options.words.size() > 1) {
+      throw ledctl::UsageError("Too many arguments.\nUsage: ledctl doctor");
+    }
+    return ledctl::examine(options, std::cout, std::cerr);
+  }
   try {
     ledctl::Commands(options, interrupt, std::cout, std::cerr).run();
   } catch (const RemoteError& error) {

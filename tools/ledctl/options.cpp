@@ -39,6 +39,7 @@ std::chrono::milliseconds durationOf(double seconds) {
 Options readOptions(const std::vector<std::string>& arguments, const std::string& fallbackRobot) {
   Options options;
   options.robot = fallbackRobot;
+  if (!fallbackRobot.empty()) options.robotSource = "LEDCTL_ROBOT";
   const auto dashes = std::find(arguments.begin(), arguments.end(), "--");
   double seconds = -1;
 
@@ -47,7 +48,7 @@ Options readOptions(const std::vector<std::string>& arguments, const std::string
   app.set_help_flag();
   app.add_flag("--help,-h", options.help);
   app.add_flag("--version", options.version);
-  app.add_option("--robot", options.robot);
+  const auto* const robot = app.add_option("--robot", options.robot);
   app.add_flag("--tls", options.tls);
   app.add_option("--tls-ca", options.tlsCa);
   app.add_option("--tls-name", options.tlsName);
@@ -65,6 +66,7 @@ Options readOptions(const std::vector<std::string>& arguments, const std::string
     throw UsageError(error.what());
   }
   options.tls = options.tls || !options.tlsCa.empty() || !options.tlsName.empty();
+  if (!robot->empty()) options.robotSource = "--robot";
   options.isServiceNamed = !service->empty();
   if (!duration->empty()) options.duration = durationOf(seconds);
   options.words = app.remaining();

@@ -12,6 +12,7 @@ namespace ledctl {
 
 struct Options {
   std::string robot;          // address; "" for this user's robot, wherever it is
+  std::string robotSource;    // what says so: "--robot", ...; "" when nothing does
   bool tls = false;           // with what this system trusts, or tlsCa alone
   std::string tlsCa;          // PEM file of authorities; "" for the system's
   std::string tlsName;        // of the robot's certificate; "" for the address's host

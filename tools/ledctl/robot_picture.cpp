@@ -55,7 +55,7 @@ std::string_view dot(const Rgb& color, const Palette& palette) {
   return (palette.isUtf8 ? kRound : kAscii)[level];
 }
 
-std::string clipped(std::string text, int columns) {
+std::string clipped(const std::string& text, int columns) {
   return text.substr(0, static_cast<std::size_t>(std::max(0, columns)));
 }
 
@@ -142,6 +142,7 @@ std::string RobotPicture::xStrip(int columns, const Palette& palette) const {
     colors.push_back(xColor(fLights[i]));
   }
   std::vector<const Rgb*> cells;
+  cells.reserve(colors.size());
   for (const auto& color : colors) cells.push_back(&color);
   return std::string(kLabel) + dotLine(cells, palette);
 }
@@ -151,6 +152,7 @@ std::vector<std::string> RobotPicture::lines(int rows, int columns, const Palett
   const int height = std::max(1, rows - (hasStrip ? 1 : 0));
   const int width = std::max(1, columns);
   std::vector<Rgb> colors;
+  colors.reserve(fLamps.size());
   for (std::size_t i = 0; i < fLamps.size(); ++i) colors.push_back(xColor(fLights[i]));
   std::vector<std::vector<const Rgb*>> cells(static_cast<std::size_t>(height));
   for (auto& line : cells) line.resize(static_cast<std::size_t>(width));

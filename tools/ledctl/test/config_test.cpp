@@ -74,6 +74,7 @@ TEST(UseConfig, FillsInWhatNothingElseHasSaid) {
   Options options;
   useConfig(kLab, options);
   EXPECT_EQ(options.robot, "robot:5480");
+  EXPECT_EQ(options.robotSource, "the configuration");
   EXPECT_TRUE(options.tls);
   EXPECT_EQ(options.tlsCa, "/ca.pem");
   EXPECT_EQ(options.tlsName, "lab");
