@@ -24,7 +24,7 @@ xo::CallResult fit(const xo::Type& type, xo::CallResult result) {
   const bool isFuture = type.kind == xo::Type::Kind::kFuture;
   const xo::Type& valueType = isFuture ? type.element.at(0) : type;
   if (result.future) {
-    result.future = xo::detail::linkedFuture<HB::HBValue>(
+    result.future = xo::detail::changed<HB::HBValue>(
         *result.future,
         [valueType](const HB::HBValue& value) { return fitResult(valueType, value); });
     return result;
