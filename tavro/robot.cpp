@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <map>
 
 #include "tavro/log_sink.h"
 
@@ -23,9 +24,21 @@ door::Limits limitsOfThisMachine() {
 // How long calls that were asked to stop have for it before their modules' sleeps end.
 constexpr std::chrono::milliseconds kStopPatience{300};
 
-// What the robot's own modules and the host publish: clients cannot lend these.
-const std::vector<std::string> kOwnServices{"HBMemory", "HBRobotModel", "HBMotion",
-                                            "HBLeds",   "HBHost",       "HBSignsAndFeedback"};
+// What the robot's own modules publish.
+const std::map<std::string, std::string> kServicesOfModules{
+    {"memory", "HBMemory"}, {"robotmodel", "HBRobotModel"},
+    {"motion", "HBMotion"}, {"signsandfeedback", "HBSignsAndFeedback"},
+    {"leds", "HBLeds"},
+};
+
+/// What clients cannot lend while the robot starts: the names of all that it brings itself.
+std::vector<std::string> ownServices(const std::vector<std::string>& without) {
+  std::vector<std::string> names{"HBHost"};
+  for (const auto& [module, service] : kServicesOfModules) {
+    if (std::ranges::find(without, module) == without.end()) names.push_back(service);
+  }
+  return names;
+}
 
 remote::Server::Options serverOptionsOf(const Options& options) {
   return {.listen = options.listen,
@@ -36,7 +49,7 @@ remote::Server::Options serverOptionsOf(const Options& options) {
           .unixPath = options.socket,
           .isUnixPathOptional = options.isSocketOptional,
           .softwareVersion = TAVRO_VERSION,
-          .reservedNames = kOwnServices};
+          .reservedNames = ownServices(options.without)};
 }
 
 }  // namespace

@@ -112,7 +112,8 @@ class ObjectCore {
  public:
   void open(std::unique_ptr<const Table> table) {
     fTable = std::move(table);
-    fGeneration.fetch_add(1, std::memory_order_relaxed);
+    static std::atomic<std::uint64_t> publications{0};  // of all objects
+    fGeneration.store(++publications, std::memory_order_relaxed);
     fState.fetch_or(kAlive, std::memory_order_acq_rel);
   }
 

@@ -247,12 +247,12 @@ TEST_F(Lend, ANameOfTheRobotsOwnIsFreeWhenTheRobotIsReadyAndHasNoSuchService) {
 
 TEST_F(Lend, MoreServicesThanTheLimitAreRefused) {
   std::vector<std::unique_ptr<Lending>> lent;
-  for (int i = 0; i < 64; ++i) lent.push_back(lend("Lamp" + std::to_string(i)));
+  for (int i = 0; i < 16; ++i) lent.push_back(lend("Lamp" + std::to_string(i)));
   try {
     (void)lend("OneMore");
     FAIL();
   } catch (const RemoteError& error) {
-    EXPECT_STREQ(error.what(), "The services that are lent have reached the limit of 64");
+    EXPECT_STREQ(error.what(), "This client's lent services have reached the limit of 16");
   }
   lent.clear();
   EXPECT_TRUE(comesTrue([&] { return robot.session->services().size() == 2; }));

@@ -45,7 +45,7 @@ test("reflection shows the robot's service and its RPCs", () => {
 
 test("the robot says who it is", async () => {
   const info = await robot.GetInfo();
-  assert.equal(info.robotName, "Vanto");
+  assert.equal(info.robot_name, "Vanto");
   assert.equal(info.ready, true);
   assert.equal(info.role, "operator");
   assert.ok(info.modules.includes("leds"));
@@ -63,7 +63,7 @@ test("the LED service describes its 35 rows with signatures", async () => {
 test("a call changes what the memory holds", async () => {
   const reply = await call("fadeRGB", text("FaceLeds"), text("red"), number(0));
   assert.equal(reply.outcome, "value");
-  assert.equal(reply.hasFuture, true);
+  assert.equal(reply.has_future, true);
   assert.equal(await read(RED), 1);
   assert.equal(await read(GREEN), 0);
 });
@@ -83,12 +83,12 @@ test("a service that is not there is a status", async () => {
 });
 
 test("a watch begins with all that matches and goes on with changes", async () => {
-  const watch = robot.Watch({ pattern: "Ears/*" });
+  const watch = robot.Watch({ pattern: "Face/*" });
   watch.on("error", () => {});
   const first = await next(watch);
   assert.equal(first.snapshot, true);
   assert.ok(first.items.length > 0);
-  await call("setIntensity", text("EarLeds"), number(0.25));
+  await call("setIntensity", text("FaceLeds"), number(0.25));
   const change = await next(watch);
   assert.ok(!change.snapshot);
   assert.ok(change.items.every((item) => item.value.number === 0.25));

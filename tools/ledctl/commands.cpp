@@ -1,17 +1,16 @@
 #include "tools/ledctl/commands.h"
 
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 
+#include "tools/ledctl/bench.h"
 #include "tools/ledctl/manual.h"
 #include "tools/ledctl/overload.h"
 #include "tools/ledctl/print.h"
+#include "tools/ledctl/progress.h"
 #include "tools/ledctl/suggest.h"
 #include "tools/ledctl/usage_error.h"
-#include "tools/ledctl/watch_view.h"
 
 namespace ledctl {
 
@@ -19,36 +18,22 @@ namespace {
 
 using Words = std::vector<std::string>;
 
-std::unique_ptr<remote::RobotClient> connect(const Options& options) {
-  const std::string address =
-      options.robot.empty() ? remote::defaultAddress().text() : options.robot;
-  remote::RobotClient::Options how{.clientName = "ledctl"};
-  if (options.tls) how.tls = remote::Tls{options.tlsCa, options.tlsName};
-  try {
-    how.token = options.tokenFile.empty()
-                    ? remote::tokenOfEnvironment(remote::parseAddress(address), how.tls)
-                    : remote::readTokenFile(options.tokenFile);
-    return remote::RobotClient::connect(address, how);
-  } catch (const std::invalid_argument& error) {
-    throw UsageError(error.what());
-  }
-}
-
 void requireAtMost(std::size_t most, const Words& words, const std::string& form) {
   if (words.size() > most) throw UsageError("Too many arguments.\nUsage: ledctl " + form);
 }
 
-ScreenView::Size terminalSize() {
-  winsize size{};
-  if (ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0 || size.ws_row == 0) return {24, 80};
-  return {size.ws_row, size.ws_col};
+/// What progress shows of a call.
+std::string inWords(const Words& words) {
+  std::string text;
+  for (const auto& word : words) text += (text.empty() ? "" : " ") + word;
+  constexpr std::size_t kMost = 40;
+  return harmless(text.size() > kMost ? text.substr(0, kMost) + "..." : text);
 }
 
-std::unique_ptr<WatchView> makeView(std::ostream& out, bool json) {
-  if (json || isatty(STDOUT_FILENO) == 0 || std::getenv("NO_COLOR") != nullptr) {
-    return std::make_unique<LineView>(out, json);
-  }
-  return std::make_unique<ScreenView>(out, terminalSize);
+std::unique_ptr<remote::RobotClient> connectInSight(const Options& options, bool isShown,
+                                                    std::ostream& hints) {
+  const Progress progress(hints, isShown, "Reaching " + harmless(addressOf(options)));
+  return connect(options, std::chrono::seconds(5));
 }
 
 std::vector<const xo::MethodInfo*> allRows(const xo::ObjectInfo& table) {
@@ -59,13 +44,36 @@ std::vector<const xo::MethodInfo*> allRows(const xo::ObjectInfo& table) {
 
 }  // namespace
 
+std::string addressOf(const Options& options) {
+  return options.robot.empty() ? remote::defaultAddress().text() : options.robot;
+}
+
+std::unique_ptr<remote::RobotClient> connect(const Options& options,
+                                             std::chrono::milliseconds timeout) {
+  const std::string address = addressOf(options);
+  remote::RobotClient::Options how{.clientName = "ledctl", .timeout = timeout};
+  if (options.tls) how.tls = remote::Tls{options.tlsCa, options.tlsName};
+  try {
+    how.token = options.tokenFile.empty()
+                    ? remote::tokenOfEnvironment(remote::parseAddress(address), how.tls)
+                    : remote::readTokenFile(options.tokenFile);
+    if (how.token.empty() && !options.lastTokenFile.empty()) {
+      how.token = remote::readTokenFile(options.lastTokenFile);
+    }
+    return remote::RobotClient::connect(address, how);
+  } catch (const std::invalid_argument& error) {
+    throw UsageError(error.what());
+  }
+}
+
 Commands::Commands(const Options& options, Interrupt& interrupt, std::ostream& out,
                    std::ostream& hints)
     : fOptions(options),
       fInterrupt(interrupt),
       fOut(out),
       fHints(hints),
-      fRobot(connect(options)) {}
+      fTerminal(thisTerminal(options.plain)),
+      fRobot(connectInSight(options, fTerminal.canProgress, hints)) {}
 
 void Commands::run() {
   const std::string& command = fOptions.words.front();
@@ -81,6 +89,7 @@ void Commands::run() {
   }
   if (command == "describe") return xDescribe(rest);
   if (command == "watch") return xWatch(rest);
+  if (command == "bench") return xBench(rest);
   if (command != "call") return xCall(fOptions.words);
   if (rest.empty()) throw UsageError("Which method?\nUsage: ledctl call METHOD [ARGUMENT...]");
   xCall(rest);
@@ -137,36 +146,48 @@ void Commands::xCall(const Words& words) {
       fOptions.wait ? remote::Completion::kFinished : remote::Completion::kReturned;
   options.cancel = fInterrupt.token();
   fInterrupt.begin();
-  xPrint(fRobot->call(fOptions.service, words.front(), choice.args, options).value);
+  HB::HBValue value;
+  {
+    const Progress progress(fHints, fTerminal.canProgress, inWords(words));
+    value = fRobot->call(fOptions.service, words.front(), choice.args, options).value;
+  }
+  xPrint(value);
 }
 
-void Commands::xWatch(const Words& words) {
-  requireAtMost(1, words, "watch [PATTERN]");
-  const std::string pattern = words.empty() ? "*" : words[0];
-  const auto view = makeView(fOut, fOptions.json);
-  fInterrupt.begin();
-  const Countdown countdown(fInterrupt.token(), fOptions.duration);
-  int updates = 0;
-  bool isEnough = false;
-  try {
-    fRobot->watch(
-        pattern,
-        [&](const remote::WatchBatch& batch) {
-          if (batch.isSnapshot && batch.items.empty()) {
-            fHints << "ledctl: nothing matches '" << pattern << "' yet" << std::endl;
-          }
-          view->show(batch);
-          isEnough = ++updates == fOptions.count;
-          return !isEnough;
-        },
-        fInterrupt.token());
-  } catch (const remote::RemoteError& error) {
-    if (error.fault() != remote::RemoteError::Fault::kCancelled) throw;
+void Commands::xBench(const Words& words) {
+  constexpr int kMost = 1000000;
+  if (fOptions.count > kMost) throw UsageError("bench takes --count 1 to 1000000");
+  const int count = fOptions.count == 0 ? 1000 : fOptions.count;
+  BenchResult result{fOptions.service, "", {}};
+  std::vector<HB::HBValue> arguments;
+  if (words.empty() && !fOptions.isServiceNamed) {
+    result.service = "HBRobotModel";
+    result.method = "getRobotName";
+  } else {
+    if (words.empty()) throw UsageError("Which method?\nUsage: ledctl bench METHOD [ARGUMENT...]");
+    result.method = words.front();
+    arguments = chooseMethod(fOptions.service, xTable(), words.front(),
+                             Words(words.begin() + 1, words.end()))
+                    .args;
   }
-  // Ctrl-C, the countdown and the count are how a watch ends; the robot's end is not.
-  if (isEnough || fInterrupt.token().isCancelled()) return;
-  throw remote::RemoteError(remote::RemoteError::Fault::kUnreachable,
-                            "The robot at " + fRobot->address().text() + " ended the watch");
+  remote::CallOptions options;
+  options.cancel = fInterrupt.token();
+  fInterrupt.begin();
+  const auto call = [&] { fRobot->call(result.service, result.method, arguments, options); };
+  {
+    const Progress progress(fHints, fTerminal.canProgress,
+                            "Calling " + result.method + ' ' + std::to_string(count) + " times");
+    // The first calls also pay for what is made once.
+    constexpr int kWarmUp = 10;
+    for (int i = 0; i < kWarmUp; ++i) call();
+    result.times.reserve(static_cast<std::size_t>(count));
+    for (int i = 0; i < count; ++i) {
+      const auto start = std::chrono::steady_clock::now();
+      call();
+      result.times.push_back(std::chrono::steady_clock::now() - start);
+    }
+  }
+  fOut << (fOptions.json ? benchJson(result) + '\n' : benchText(result));
 }
 
 }  // namespace ledctl

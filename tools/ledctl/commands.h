@@ -9,8 +9,18 @@
 #include "remote/client/robot_client.h"
 #include "tools/ledctl/interrupt.h"
 #include "tools/ledctl/options.h"
+#include "tools/ledctl/picture_view.h"
+#include "tools/ledctl/terminal.h"
 
 namespace ledctl {
+
+/// Connects as the options say. Errors: UsageError for an address or a token that cannot be;
+/// `remote::RemoteError`.
+std::unique_ptr<remote::RobotClient> connect(const Options& options,
+                                             std::chrono::milliseconds timeout);
+
+/// The address that `connect` goes to.
+std::string addressOf(const Options& options);
 
 /// Carries out one command line. Errors: UsageError; `remote::RemoteError`.
 class Commands {
@@ -25,7 +35,10 @@ class Commands {
   void xMethods();
   void xDescribe(const std::vector<std::string>& words);
   void xCall(const std::vector<std::string>& words);
+  void xBench(const std::vector<std::string>& words);
   void xWatch(const std::vector<std::string>& words);
+  void xWatchWith(const std::string& pattern, WatchView& view);
+  std::unique_ptr<PictureView> xPictureView();
   xo::ObjectInfo xTable();
   void xPrint(const HB::HBValue& value);
 
@@ -33,6 +46,7 @@ class Commands {
   Interrupt& fInterrupt;
   std::ostream& fOut;
   std::ostream& fHints;
+  const Terminal fTerminal;
   const std::unique_ptr<remote::RobotClient> fRobot;
 };
 

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <functional>
 #include <mutex>
 #include <optional>
 #include <thread>
@@ -13,7 +14,8 @@
 namespace ledctl {
 
 /// Cancels its token at the first SIGINT or SIGTERM, on a thread of its own; at the second, and
-/// before `begin`, the process ends with 130. One per process, made before any other thread.
+/// before `begin`, the process ends with 130. One per process, made before any other thread: it
+/// also blocks SIGWINCH in all of them, for `Screen`.
 class Interrupt {
  public:
   Interrupt();
@@ -24,6 +26,8 @@ class Interrupt {
   /// From now on a signal cancels instead of ending the process.
   void begin() { fHasBegun = true; }
   const remote::CancelToken& token() const { return fToken; }
+  /// What is done before a signal ends the process, on this object's thread; null for nothing.
+  void setLastResort(std::function<void()> what);
   /// Whether a signal has come.
   bool hasCome() const { return fHasCome; }
 
@@ -31,6 +35,8 @@ class Interrupt {
   void xWatch();
 
   remote::CancelToken fToken;
+  std::mutex fMutex;  // guards the next
+  std::function<void()> fLastResort;
   std::atomic<bool> fHasBegun{false};
   std::atomic<bool> fHasCome{false};
   int fSignals;

@@ -2,8 +2,12 @@
 #include <cstdlib>
 #include <exception>
 #include <iostream>
+#include <span>
 
 #include "tools/ledctl/commands.h"
+#include "tools/ledctl/complete.h"
+#include "tools/ledctl/config.h"
+#include "tools/ledctl/examine.h"
 #include "tools/ledctl/interrupt.h"
 #include "tools/ledctl/options.h"
 #include "tools/ledctl/status.h"
@@ -13,8 +17,10 @@ namespace {
 
 using remote::RemoteError;
 
+const char* variable(const char* name) { return std::getenv(name); }
+
 std::string fallbackRobot() {
-  const char* const robot = std::getenv("LEDCTL_ROBOT");
+  const char* const robot = variable("LEDCTL_ROBOT");
   return robot == nullptr ? "" : robot;
 }
 
@@ -31,7 +37,11 @@ int tell(const RemoteError& error, bool wasInterrupted) {
 }
 
 int run(const std::vector<std::string>& arguments) {
-  const auto options = ledctl::readOptions(arguments, fallbackRobot());
+  if (!arguments.empty() && arguments.front() == "__complete") {
+    ledctl::complete(std::span(arguments).subspan(1), std::cout);
+    return ledctl::kDone;
+  }
+  auto options = ledctl::readOptions(arguments, fallbackRobot());
   if (options.version) {
     std::cout << "ledctl " TAVRO_VERSION "\n";
     return ledctl::kDone;
@@ -40,7 +50,14 @@ int run(const std::vector<std::string>& arguments) {
     (options.help ? std::cout : std::cerr) << ledctl::helpText();
     return options.help ? ledctl::kDone : ledctl::kWrongUsage;
   }
+  ledctl::useConfig(ledctl::readConfig(ledctl::configPath(variable)), options);
   ledctl::Interrupt interrupt;
+  if (!options.help && options.words.front() == "doctor") {
+    if (options.words.size() > 1) {
+      throw ledctl::UsageError("Too many arguments.\nUsage: ledctl doctor");
+    }
+    return ledctl::examine(options, std::cout, std::cerr);
+  }
   try {
     ledctl::Commands(options, interrupt, std::cout, std::cerr).run();
   } catch (const RemoteError& error) {

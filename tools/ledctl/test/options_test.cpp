@@ -72,6 +72,11 @@ TEST(ReadOptions, SuggestsForAnUnknownOption) {
   EXPECT_THAT(complaintAbout({"on", "-X"}), HasSubstr("Put -- before"));
 }
 
+TEST(ReadOptions, TakesEitherPlainOrJson) {
+  EXPECT_TRUE(read({"--plain", "watch"}).plain);
+  EXPECT_NE(complaintAbout({"--plain", "--json", "watch"}), "no complaint");
+}
+
 TEST(ReadOptions, RefusesBadValues) {
   EXPECT_NE(complaintAbout({"watch", "--count", "0"}), "no complaint");
   EXPECT_NE(complaintAbout({"watch", "--count", "x"}), "no complaint");
@@ -82,7 +87,10 @@ TEST(ReadOptions, RefusesBadValues) {
 
 TEST(ReadOptions, TakesTheFallbackRobotUnlessOneIsNamed) {
   EXPECT_EQ(readOptions({"on"}, "unix:/s").robot, "unix:/s");
+  EXPECT_EQ(readOptions({"on"}, "unix:/s").robotSource, "LEDCTL_ROBOT");
   EXPECT_EQ(readOptions({"on", "--robot", "h:1"}, "unix:/s").robot, "h:1");
+  EXPECT_EQ(readOptions({"on", "--robot", "h:1"}, "unix:/s").robotSource, "--robot");
+  EXPECT_EQ(read({"on"}).robotSource, "");
 }
 
 TEST(ReadOptions, ReadsSecondsOfAWatch) {
