@@ -24,9 +24,6 @@ class Places {
   /// How many are taken now, by all clients.
   std::size_t taken() const;
 
-  /// How many are taken, by all clients.
-  std::size_t taken() const;
-
   /// Appends both limits.
   void listLimits(std::vector<NamedLimit>& limits) const;
 
