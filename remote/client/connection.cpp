@@ -1,6 +1,7 @@
 #include "remote/client/connection.h"
 
 #include <algorithm>
+#include <future>
 #include <utility>
 #include <vector>
 
@@ -27,6 +28,25 @@ std::string secondsText(std::chrono::milliseconds time) {
   std::string text = std::to_string(tenths / 10);
   if (tenths % 10 != 0) text.append(".").append(std::to_string(tenths % 10));
   return text + " s";
+}
+
+/// gRPC's threads for callbacks go with the last channel that used them. When that one is let go of
+/// inside a callback, on such a thread, the library waits for that thread on itself and goes on
+/// with what it has freed. So one channel, which leads nowhere, stays for good.
+void keepCallbackThreads() {
+  static const auto* const kept = [] {
+    const auto* const channel = new std::shared_ptr(grpc::CreateChannel("", nullptr));
+    const auto stub = v1::Robot::NewStub(*channel);
+    grpc::ClientContext context;
+    const v1::GetInfoRequest request;
+    v1::GetInfoReply reply;
+    std::promise<void> done;
+    stub->async()->GetInfo(&context, &request, &reply,
+                           [&](const grpc::Status&) { done.set_value(); });
+    done.get_future().wait();
+    return channel;
+  }();
+  (void)kept;
 }
 
 }  // namespace
@@ -64,6 +84,7 @@ RobotClient::Connection::~Connection() {
 }
 
 void RobotClient::Connection::add(const std::shared_ptr<Ongoing>& ongoing) {
+  keepCallbackThreads();
   std::scoped_lock lock(fMutex);
   fOngoing.insert(ongoing);
 }
