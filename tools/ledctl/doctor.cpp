@@ -50,10 +50,11 @@ std::string callText(const RunningCall& call) {
          durationText(std::chrono::duration_cast<std::chrono::milliseconds>(call.duration));
 }
 
+/// A line each: there are many.
 std::string limitText(const RobotFacts& facts) {
   std::string text;
   for (const auto& [name, most] : facts.limits) {
-    text += (text.empty() ? "" : ", ") + std::to_string(most) + ' ' + name;
+    text += line(text.empty() ? "limits" : "", name + ' ' + std::to_string(most));
   }
   return text;
 }
@@ -122,7 +123,7 @@ std::string doctorText(const RobotFacts& facts, const std::vector<Problem>& prob
     text += line("services", joined(facts.services));
     text += line("calls", facts.calls.empty() ? "none is running" : callText(facts.calls.front()));
     for (std::size_t i = 1; i < facts.calls.size(); ++i) text += line("", callText(facts.calls[i]));
-    if (!facts.limits.empty()) text += line("limits", limitText(facts));
+    text += limitText(facts);
   }
   text += '\n';
   if (problems.empty()) return text + "All is well.\n";

@@ -87,7 +87,7 @@ TEST(DoctorText, TellsWhatRunsWhere) {
   EXPECT_THAT(text, HasSubstr("robot     Vanto at 127.0.0.1:5480\n"));
   EXPECT_THAT(text, HasSubstr("up        1 min 5 s, ready\n"));
   EXPECT_THAT(text, HasSubstr("#12 HBLeds rotateEyes, by ledctl (unix:), for 2.5 s\n"));
-  EXPECT_THAT(text, HasSubstr("limits    4096 list elements, 1024 connections\n"));
+  EXPECT_THAT(text, HasSubstr("limits    list elements 4096\n          connections 1024\n"));
   EXPECT_THAT(text, EndsWith("\nAll is well.\n"));
 }
 
