@@ -6,7 +6,8 @@ namespace door {
 namespace {
 
 constexpr std::size_t kErrorBytesKept = 200;
-/// A method of which fewer run may use the last places.
+/// A method of which fewer run may use the last places; a client that has its full number of calls
+/// may have so many more there.
 constexpr std::size_t kFewOfAMethod = 4;
 
 [[noreturn]] void refuseSize(const char* what, std::size_t is, const char* limitName,
@@ -150,8 +151,9 @@ void Access::requirePlaceLocked(const Ticket& ticket) const {
         return *running.method == *ticket.method && *running.service == *ticket.service;
       }));
   if (ofMethod < std::min(kFewOfAMethod, fLimits.rareCalls) &&
-      fRunning.size() < fLimits.mostCalls())
+      ofClient < fLimits.callsPerClient + kFewOfAMethod && fRunning.size() < fLimits.mostCalls()) {
     return;
+  }
   if (isClientFull) refuseMany("calls that run at once", true, fLimits.callsPerClient);
   refuseMany("calls that run at once", false, places);
 }

@@ -1,6 +1,7 @@
 #include "tavro/host_service.h"
 
 #include <algorithm>
+#include <chrono>
 #include <stdexcept>
 
 #include "tavro/module_library.h"
@@ -30,6 +31,11 @@ std::vector<std::string> modulesIn(const std::filesystem::path& folder) {
   std::ranges::sort(names);
   return names;
 }
+
+/// How often a call that waits for its turn looks whether it was asked to stop.
+constexpr std::chrono::milliseconds kLook{10};
+
+bool isCallStopped() { return xo::CallScope::current()->isStopRequested(); }
 
 }  // namespace
 
@@ -71,18 +77,37 @@ xo::ObjectBuilder HostService::xDescribe() {
 
 void HostService::xLoadModule(const std::string& name) {
   const std::string file = xFileOf(name);
-  const std::lock_guard lock(fOneAtATime);
-  fLoader.loadWhole(file, [] { return xo::CallScope::current()->isStopRequested(); });
+  int number = 0;
+  {
+    const auto lock = xTakeTurn();
+    number = fLoader.begin(file);
+  }
+  // Without the lock: the module may wait for one that another call loads.
+  try {
+    fLoader.awaitStanding(number, isCallStopped);
+  } catch (const std::runtime_error&) {
+    const std::lock_guard lock(fOneAtATime);
+    fLoader.unload(number);
+    throw;
+  }
 }
 
 void HostService::xUnloadModule(const std::string& name) {
-  const std::lock_guard lock(fOneAtATime);
+  const auto lock = xTakeTurn();
   const auto loaded = fLoader.modules();
   if (std::ranges::find(loaded, name) == loaded.end()) {
     throw std::invalid_argument("HBHost: unloadModule: '" + name +
                                 "' is not loaded; loaded are: " + joined(loaded));
   }
   fLoader.unload(name);
+}
+
+std::unique_lock<std::timed_mutex> HostService::xTakeTurn() {
+  std::unique_lock lock(fOneAtATime, std::defer_lock);
+  while (!lock.try_lock_for(kLook)) {
+    if (isCallStopped()) throw std::runtime_error("HBHost: stopped before its turn came");
+  }
+  return lock;
 }
 
 std::string HostService::xFileOf(const std::string& name) const {

@@ -27,7 +27,7 @@ void ModuleLoader::xWaitFor(Condition condition) {
   while (!fInterrupted && !condition()) fChanged.wait_for(lock, kLook);
 }
 
-ModuleSlot& ModuleLoader::xBegin(const std::string& file) {
+int ModuleLoader::begin(const std::string& file) {
   const std::string name = moduleNameOf(file);
   if (xFind(name) != nullptr) throw std::invalid_argument("Module " + name + " is already loaded");
   auto slot = std::make_unique<ModuleSlot>(file, fBroker, fOutput, [this] {
@@ -35,27 +35,47 @@ ModuleSlot& ModuleLoader::xBegin(const std::string& file) {
     fChanged.notify_all();
   });
   const std::lock_guard lock(fMutex);
-  return *fSlots.emplace_back(std::move(slot));
+  fSlots.emplace(fNextNumber, std::move(slot));
+  return fNextNumber++;
 }
 
 void ModuleLoader::load(const std::string& file) {
-  const ModuleSlot& slot = xBegin(file);
+  const ModuleSlot& slot = *xFind(begin(file));
   xWaitFor([&slot] { return slot.state() != State::kLoading || slot.isHeldUp(); });
 }
 
+void ModuleLoader::awaitStanding(int number, const std::function<bool()>& isGivenUp) {
+  std::string name = "?";
+  std::string words = "it was taken away";
+  bool isStanding = false;
+  xWaitFor([&] {
+    const auto found = fSlots.find(number);  // anew each time: others may take it away
+    if (found == fSlots.end()) {
+      words = "it was taken away";
+      return true;
+    }
+    const ModuleSlot& slot = *found->second;
+    name = slot.name();
+    words = slot.state() == State::kFailed ? slot.error() : "it was given up";
+    isStanding = slot.state() == State::kStanding;
+    return slot.state() != State::kLoading || isGivenUp();
+  });
+  if (!isStanding) throw std::runtime_error("Module " + name + " cannot start: " + words);
+}
+
 void ModuleLoader::loadWhole(const std::string& file, const std::function<bool()>& isGivenUp) {
-  const ModuleSlot& slot = xBegin(file);
-  xWaitFor([&] { return slot.state() != State::kLoading || isGivenUp(); });
-  if (slot.state() == State::kStanding) return;
-  const std::string name = slot.name();
-  const std::string words = slot.state() == State::kFailed ? slot.error() : "it was given up";
-  unload(name);
-  throw std::runtime_error("Module " + name + " cannot start: " + words);
+  const int number = begin(file);
+  try {
+    awaitStanding(number, isGivenUp);
+  } catch (const std::runtime_error&) {
+    unload(number);
+    throw;
+  }
 }
 
 bool ModuleLoader::waitUntilAllStand() {
-  const auto isStanding = [](const auto& slot) { return slot->state() == State::kStanding; };
-  const auto hasFailed = [](const auto& slot) { return slot->state() == State::kFailed; };
+  const auto isStanding = [](const auto& one) { return one.second->state() == State::kStanding; };
+  const auto hasFailed = [](const auto& one) { return one.second->state() == State::kFailed; };
   xWaitFor([&] {
     return std::ranges::all_of(fSlots, isStanding) || std::ranges::any_of(fSlots, hasFailed);
   });
@@ -68,13 +88,8 @@ void ModuleLoader::interrupt() {
   fChanged.notify_all();
 }
 
-bool ModuleLoader::isInterrupted() const {
-  const std::lock_guard lock(fMutex);
-  return fInterrupted;
-}
-
 ModuleLoader::Failure ModuleLoader::failure() const {
-  for (const auto& slot : fSlots) {
+  for (const auto& [number, slot] : fSlots) {
     if (slot->state() == State::kFailed) return {slot->name(), slot->error()};
   }
   return {};
@@ -83,37 +98,44 @@ ModuleLoader::Failure ModuleLoader::failure() const {
 std::vector<std::string> ModuleLoader::modules() const {
   const std::lock_guard lock(fMutex);
   std::vector<std::string> names;
-  for (const auto& slot : fSlots) names.push_back(slot->name());
+  for (const auto& [number, slot] : fSlots) names.push_back(slot->name());
   return names;
 }
 
 ModuleSlot* ModuleLoader::xFind(const std::string& name) const {
   const auto found =
-      std::ranges::find_if(fSlots, [&](const auto& slot) { return slot->name() == name; });
-  return found == fSlots.end() ? nullptr : found->get();
+      std::ranges::find_if(fSlots, [&](const auto& one) { return one.second->name() == name; });
+  return found == fSlots.end() ? nullptr : found->second.get();
+}
+
+ModuleSlot* ModuleLoader::xFind(int number) const {
+  const auto found = fSlots.find(number);
+  return found == fSlots.end() ? nullptr : found->second.get();
 }
 
 void ModuleLoader::unload(const std::string& name) {
   ModuleSlot* const slot = xFind(name);
   if (slot == nullptr) throw std::invalid_argument("Module " + name + " is not loaded");
-  slot->unload();
-  xForget(slot);
+  xUnload(slot);
+}
+
+void ModuleLoader::unload(int number) {
+  if (ModuleSlot* const slot = xFind(number)) xUnload(slot);
 }
 
 void ModuleLoader::unloadAll() {
-  while (!fSlots.empty()) {
-    fSlots.back()->unload();
-    xForget(fSlots.back().get());
-  }
+  while (!fSlots.empty()) xUnload(fSlots.rbegin()->second.get());
 }
 
-void ModuleLoader::xForget(const ModuleSlot* slot) {
+void ModuleLoader::xUnload(ModuleSlot* slot) {
+  slot->unload();
   std::unique_ptr<ModuleSlot> gone;  // destroyed without the lock: its thread announces under it
   const std::lock_guard lock(fMutex);
   const auto found =
-      std::ranges::find_if(fSlots, [&](const auto& one) { return one.get() == slot; });
-  gone = std::move(*found);
+      std::ranges::find_if(fSlots, [&](const auto& one) { return one.second.get() == slot; });
+  gone = std::move(found->second);
   fSlots.erase(found);
+  fChanged.notify_all();
 }
 
 }  // namespace tavro

@@ -4,6 +4,7 @@
 
 #include <condition_variable>
 #include <functional>
+#include <map>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -13,8 +14,8 @@
 
 namespace tavro {
 
-/// `interrupt` and `modules` may be called from any thread; everything else by one thread at a
-/// time.
+/// `interrupt`, `modules` and `awaitStanding` may be called from any thread; everything else by one
+/// thread at a time.
 class ModuleLoader {
  public:
   struct Failure {
@@ -31,15 +32,21 @@ class ModuleLoader {
   /// stands, has failed or waits for a service. Errors: `std::invalid_argument` when a module of
   /// that name is loaded.
   void load(const std::string& file);
-  /// Loads the module in `file` and returns when it stands. `isGivenUp` is asked again and again
-  /// meanwhile. Errors: as `load`; `std::runtime_error` with the module's words when it fails, or
-  /// when it was given up or interrupted; it is gone again then.
+  /// Starts to load the module in `file` and returns at once, with a number that is this loading's
+  /// own. Errors: as `load`.
+  int begin(const std::string& file);
+  /// Returns when the module of that loading stands. `isGivenUp` is asked again and again
+  /// meanwhile. Errors: `std::runtime_error` with the module's words when it fails, or that says
+  /// that it was given up (or interrupted), or taken away by somebody else.
+  void awaitStanding(int number, const std::function<bool()>& isGivenUp);
+  /// Takes the module of that loading away, if it is still there.
+  void unload(int number);
+  /// `begin` and `awaitStanding`; a module that does not come to stand is gone again.
   void loadWhole(const std::string& file, const std::function<bool()>& isGivenUp);
   /// Returns when every module stands (true), one has failed, or `interrupt` was called.
   bool waitUntilAllStand();
-  /// Makes the two above return at once, now and later.
+  /// Makes all that waits return at once, now and later.
   void interrupt();
-  bool isInterrupted() const;
 
   /// The first module that failed, in the order of loading; with an empty name when none did.
   Failure failure() const;
@@ -54,16 +61,17 @@ class ModuleLoader {
  private:
   template <class Condition>
   void xWaitFor(Condition condition);
-  ModuleSlot& xBegin(const std::string& file);
   ModuleSlot* xFind(const std::string& name) const;
-  void xForget(const ModuleSlot* slot);
+  ModuleSlot* xFind(int number) const;
+  void xUnload(ModuleSlot* slot);
 
   const std::shared_ptr<HB::HBBroker> fBroker;
   OutputTap& fOutput;
   mutable std::mutex fMutex;  // guards all below; a slot's change is announced under it too
   std::condition_variable fChanged;
   bool fInterrupted = false;
-  std::vector<std::unique_ptr<ModuleSlot>> fSlots;
+  std::map<int, std::unique_ptr<ModuleSlot>> fSlots;  // by number, so in the order of loading
+  int fNextNumber = 1;
 };
 
 }  // namespace tavro

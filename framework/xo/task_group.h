@@ -15,8 +15,8 @@ namespace xo {
 ///
 /// The tasks themselves are kept here, in this library: the loop only holds a number. So a module
 /// may be unloaded while its tasks are queued: its ending destroys those that have not started.
-/// `close()` does too and waits for those that run, and when it returns nothing of the module's
-/// code is left behind. Thread-safe.
+/// `close()` takes them away too, waits for those that run, and when it returns nothing of the
+/// module's code is left behind. Thread-safe.
 class TaskGroup {
  public:
   /// `ending` (may be null) is in force during every task and outlives the group.

@@ -84,6 +84,10 @@ std::shared_ptr<grpc::Channel> makeChannel(const Address& address,
   if (!std::ranges::all_of(options.token, [](char c) { return c > ' ' && c <= '~'; })) {
     throw std::invalid_argument("The token has characters other than printable ASCII");
   }
+  if (!options.tls && !address.isLocal() && !options.isInsecureAllowed) {
+    throw std::invalid_argument("The token would travel to " + address.text() +
+                                " for all to read: use TLS (--tls), or allow it (--insecure)");
+  }
   std::vector<std::unique_ptr<experimental::ClientInterceptorFactoryInterface>> senders;
   senders.push_back(std::make_unique<TokenSenders>(options.token));
   return experimental::CreateCustomChannelWithInterceptors(address.text(), credentials, args,

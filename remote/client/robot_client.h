@@ -152,12 +152,13 @@ class RobotClient {
     std::chrono::milliseconds timeout{5000};  ///< of connecting, and of every short question
     std::optional<Tls> tls = {};              ///< none: what is sent can be read on its way
     std::string token = {};                   ///< who this is, to robots that ask; "" for none
+    bool isInsecureAllowed = false;           ///< the token may travel where others can read it
   };
 
   /// Connects, and finds out who answers. Errors: kUnreachable, kNotARobot, kOtherVersion, each
   /// with the address; kRefused when the robot does not let this client in; `std::invalid_argument`
-  /// for a malformed address or token; `std::runtime_error` for a file of authorities that cannot
-  /// be read.
+  /// for a malformed address or token, or one that others could read on its way;
+  /// `std::runtime_error` for a file of authorities that cannot be read.
   static std::unique_ptr<RobotClient> connect(const std::string& address, Options options);
   static std::unique_ptr<RobotClient> connect(const std::string& address) {
     return connect(address, Options());

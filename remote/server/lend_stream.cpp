@@ -74,6 +74,9 @@ void LendStream::stand(const v1::DescribeServiceReply& offer) {
   } catch (const xo::Error& error) {
     releaseAndEnd({grpc::StatusCode::ALREADY_EXISTS, error.what()});
     return;
+  } catch (const std::exception& error) {
+    releaseAndEnd({grpc::StatusCode::INTERNAL, error.what()});
+    return;
   }
   v1::LendReply accepted;
   accepted.mutable_accepted();

@@ -174,10 +174,14 @@ void LentCalls::lose(const std::string& why) {
     lost.swap(fCalls);
     fBytes = 0;
   }
+  // Callers first: what follows a future may want a lock that one of them holds.
   for (const auto& [id, entry] : lost) {
-    const auto error = std::make_exception_ptr(std::runtime_error(why));
-    if (entry.call) entry.call->answer.setError(error);
-    if (const auto state = entry.future.lock()) state->finishError(error);
+    if (entry.call) entry.call->answer.setError(why);
+  }
+  for (const auto& [id, entry] : lost) {
+    if (const auto state = entry.future.lock()) {
+      state->finishError(std::make_exception_ptr(std::runtime_error(why)));
+    }
   }
 }
 

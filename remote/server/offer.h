@@ -7,7 +7,6 @@
 
 namespace remote {
 
-inline constexpr std::size_t kLentServices = 64;    ///< that stand at once
 inline constexpr std::size_t kLentMethods = 1024;   ///< of one service
 inline constexpr std::size_t kLentParams = 64;      ///< of one method
 inline constexpr std::size_t kLentNestedTypes = 8;  ///< lists of lists, futures included

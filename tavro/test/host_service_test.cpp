@@ -91,5 +91,25 @@ TEST_F(HostServiceTest, GivesUpAModuleThatWaitsWhenItsCallIsStopped) {
   EXPECT_THAT(modules(), IsEmpty());
 }
 
+TEST_F(HostServiceTest, LoadsAndUnloadsOthersWhileAModuleWaits) {
+  std::string refusal;
+  std::thread client([&] { refusal = refusalOf("loadModule", "waiting_module"); });
+  while (modules().empty()) std::this_thread::yield();
+  host().call("loadModule", "standing_module");
+  EXPECT_THAT(modules(), ElementsAre("waiting_module", "standing_module"));
+  host().call("unloadModule", "waiting_module");
+  client.join();
+  EXPECT_THAT(refusal, HasSubstr("cannot start: "));
+  EXPECT_THAT(modules(), ElementsAre("standing_module"));
+}
+
+TEST_F(HostServiceTest, EndsAWaitingLoadWhenWhatItWaitsForIsThere) {
+  std::thread client([&] { host().call("loadModule", "waiting_module"); });
+  while (modules().empty()) std::this_thread::yield();
+  const auto awaited = fSession->registerService("Awaited", xo::ObjectBuilder());
+  client.join();
+  EXPECT_TRUE(fSession->find("Waiting").isAlive());
+}
+
 }  // namespace
 }  // namespace tavro

@@ -137,6 +137,7 @@ TEST_F(Storm, OfAllMethodsFromEightThreadsTearsNothing) {
   for (auto& thread : fThreads) thread.join();
   fThreads.clear();
   EXPECT_GT(fGroupsCreated, 0);
+  for (std::size_t row = 0; row < fRows.size(); ++row) EXPECT_GT(fCalls[row], 0) << fRows[row].name;
   for (const char* still :
        {"_stopPassiveBlinking", "_stopEyesRotationASR", "_stopEarsRotationASR"}) {
     fLeds.call(still);

@@ -73,7 +73,7 @@ class Burden {
 
   /// Waits until every call is under way and the rotations turn.
   void awaitUnderWay();
-  /// One of the endless rotations' clients and one who listens for the ears' sweep go away.
+  /// The clients of the rotations and of the ears' sweep go away.
   void letSomeGoAway();
   /// After the service went: waits for every call and expects that it ended as calls then do.
   /// Returns how many had been under way.

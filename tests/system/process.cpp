@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
@@ -16,6 +17,8 @@
 namespace tests {
 
 namespace {
+
+constexpr std::array kOfTheUser{"LEDCTL_", "TAVRO_", "XDG_CONFIG_HOME=", "no_proxy="};
 
 std::array<int, 2> makePipe() {
   std::array<int, 2> ends{};
@@ -30,9 +33,14 @@ std::vector<char*> pointersTo(const std::vector<std::string>& texts) {
   return made;
 }
 
+/// What the test itself runs in, less what its user has settled for robots, and `more`.
 std::vector<std::string> environmentWith(const std::vector<std::string>& more) {
-  std::vector<std::string> made;
-  for (char** one = environ; *one != nullptr; ++one) made.emplace_back(*one);
+  std::vector<std::string> made{"XDG_CONFIG_HOME=/nonexistent", "no_proxy=127.0.0.1,localhost"};
+  for (char** one = environ; *one != nullptr; ++one) {
+    const std::string variable(*one);
+    const auto isNamed = [&](const char* name) { return variable.starts_with(name); };
+    if (std::ranges::none_of(kOfTheUser, isNamed)) made.push_back(variable);
+  }
   made.insert(made.end(), more.begin(), more.end());
   return made;
 }

@@ -52,6 +52,7 @@ std::unique_ptr<remote::RobotClient> connect(const Options& options,
                                              std::chrono::milliseconds timeout) {
   const std::string address = addressOf(options);
   remote::RobotClient::Options how{.clientName = "ledctl", .timeout = timeout};
+  how.isInsecureAllowed = options.isInsecureAllowed;
   if (options.tls) how.tls = remote::Tls{options.tlsCa, options.tlsName};
   try {
     how.token = options.tokenFile.empty()

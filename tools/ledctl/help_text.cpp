@@ -41,6 +41,7 @@ Options:
                     else this user's robot)
   --tls             encrypted, the robot's certificate being one that this system trusts
   --tls-ca FILE     encrypted, its certificate being one that these authorities (PEM) vouch for
+  --insecure        the token may travel unencrypted, where others can read it
   --tls-name NAME   the name in its certificate, when that is not the address's host
   --token-file FILE who you are, to robots that ask: a file of mode 0600 (default: TAVRO_TOKEN,
                     which goes over TLS and to this machine only)
@@ -63,9 +64,10 @@ Exit status: 0 done, 1 the call failed (its text on standard error) or the docto
 wrong, 2 wrong usage, 3 the robot was not reached, 130 ended by Ctrl-C.
 )";
 
-constexpr std::array<OptionName, 13> kOptions{{{"--robot", true},
+constexpr std::array<OptionName, 14> kOptions{{{"--robot", true},
                                                {"--tls", false},
                                                {"--tls-ca", true},
+                                               {"--insecure", false},
                                                {"--tls-name", true},
                                                {"--token-file", true},
                                                {"--service", true},

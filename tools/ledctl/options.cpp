@@ -51,6 +51,7 @@ Options readOptions(const std::vector<std::string>& arguments, const std::string
   const auto* const robot = app.add_option("--robot", options.robot);
   app.add_flag("--tls", options.tls);
   app.add_option("--tls-ca", options.tlsCa);
+  app.add_flag("--insecure", options.isInsecureAllowed);
   app.add_option("--tls-name", options.tlsName);
   app.add_option("--token-file", options.tokenFile);
   const auto* const service = app.add_option("--service", options.service);

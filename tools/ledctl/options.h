@@ -11,13 +11,14 @@
 namespace ledctl {
 
 struct Options {
-  std::string robot;          // address; "" for this user's robot, wherever it is
-  std::string robotSource;    // what says so: "--robot", ...; "" when nothing does
-  bool tls = false;           // with what this system trusts, or tlsCa alone
-  std::string tlsCa;          // PEM file of authorities; "" for the system's
-  std::string tlsName;        // of the robot's certificate; "" for the address's host
-  std::string tokenFile;      // "" for the environment's TAVRO_TOKEN, if any
-  std::string lastTokenFile;  // of the configuration: when there is no other token
+  std::string robot;               // address; "" for this user's robot, wherever it is
+  std::string robotSource;         // what says so: "--robot", ...; "" when nothing does
+  bool tls = false;                // with what this system trusts, or tlsCa alone
+  std::string tlsCa;               // PEM file of authorities; "" for the system's
+  bool isInsecureAllowed = false;  // a token may travel where others can read it
+  std::string tlsName;             // of the robot's certificate; "" for the address's host
+  std::string tokenFile;           // "" for the environment's TAVRO_TOKEN, if any
+  std::string lastTokenFile;       // of the configuration: when there is no other token
   std::string service = "HBLeds";
   bool isServiceNamed = false;
   bool wait = false;

@@ -6,7 +6,7 @@ import asyncio
 import os
 import re
 import weakref
-from dataclasses import dataclass
+from dataclasses import dataclass, field
 from pathlib import Path
 from typing import Any, Optional, Union
 
@@ -55,7 +55,7 @@ class Access:
     tls: bool = False
     ca: Union[str, Path, None] = None
     tls_name: Optional[str] = None
-    token: Optional[str] = None
+    token: Optional[str] = field(default=None, repr=False)
     insecure: bool = False
 
     @property

@@ -1,10 +1,8 @@
 // Animations of eyes, ears, feet and chest that run on the calling thread until they end or are
 // asked to stop.
 #include <array>
-#include <cmath>
 #include <cstdint>
 #include <cstdlib>
-#include <limits>
 #include <shared_mutex>
 #include <stdexcept>
 #include <string>
@@ -13,6 +11,7 @@
 #include "framework/xo/os.h"
 #include "hardware/leds/src/hbleds.h"
 #include "hardware/leds/src/scopeddisablepassiveblinking.h"
+#include "hardware/leds/src/truncated.h"
 
 namespace HB {
 namespace {
@@ -26,14 +25,6 @@ constexpr int kRastaCycleMs = 200;
 constexpr int kRandomCycleMs = 20;
 
 constexpr std::array<const char*, 2> kSides{"Left", "Right"};
-
-/// The integer part; NaN gives 0, what does not fit the nearest int.
-int wholePart(float number) noexcept {
-  if (std::isnan(number)) return 0;
-  if (number >= 2147483648.0F) return std::numeric_limits<int>::max();
-  if (number <= -2147483648.0F) return std::numeric_limits<int>::min();
-  return static_cast<int>(number);
-}
 
 /// Whether 0 <= seconds <= a day; false for NaN.
 bool isWithinADay(float seconds) noexcept { return seconds >= 0 && seconds <= kSecondsPerDay; }
@@ -95,7 +86,7 @@ void HBLeds::rotateEyes(const int& rgb, const float& timeForRotation, const floa
   if (!(totalDuration > 0)) return;
 
   const float stepDuration = timeForRotation * 0.125F;
-  const int stepMs = wholePart(1000 * stepDuration);
+  const int stepMs = truncated(1000 * stepDuration);
   // Summed in single precision, as the durations are given: three turns of 0.1 s make up 0.3 s,
   // where double precision would ask for a fourth.
   float elapsed = 0;
@@ -115,7 +106,7 @@ void HBLeds::rasta(const float& duration) {
   xSetGroupIntensity("AllLeds", 0, 0);
   const int methodId = getMethodID();
   // Ten per cent longer than asked: intended.
-  const int total = wholePart(duration * 1000 * 1.1F);
+  const int total = truncated(duration * 1000 * 1.1F);
   int offset = 0;
   for (std::int64_t elapsed = 0; elapsed < total; elapsed += kRastaCycleMs) {
     if (isStopRequired(methodId)) break;
@@ -165,7 +156,7 @@ void HBLeds::randomEyes(const float& duration) {
     const ScopedDisablePassiveBlinking pause(fPassiveBlinking);
     const std::shared_lock lock(fLedsMutex);
     const int methodId = getMethodID();
-    const int total = wholePart(duration * 1000);
+    const int total = truncated(duration * 1000);
     for (std::int64_t elapsed = 0; elapsed < total; elapsed += kRandomCycleMs) {
       if (isStopRequired(methodId)) return;
       for (int angle = 0; angle < 360; angle += kDegreesPerPosition) {
@@ -196,7 +187,7 @@ void HBLeds::earLedsSetAngle(const int& degrees, const float& duration, const bo
 
   const std::shared_lock lock(fLedsMutex);
   const int half = fEarLedCount / 2;
-  const int stepMs = wholePart(duration * 1000 / static_cast<float>(half + 2));
+  const int stepMs = truncated(duration * 1000 / static_cast<float>(half + 2));
   // The ring's own numbering starts at the bottom; 0 degrees is up.
   const int center = static_cast<int>((degrees + 180) % 360 * fEarLedCount / 360.0);
   // Two fronts, each two LEDs long, leave the centre in both directions and meet opposite to it.

@@ -15,19 +15,12 @@
 #include "framework/xo/error.h"
 #include "framework/xo/os.h"
 #include "hardware/leds/src/hbleds.h"
+#include "hardware/leds/src/truncated.h"
 
 namespace HB {
 namespace {
 
 using IntLimits = std::numeric_limits<std::int32_t>;
-
-/// Truncated toward zero; NaN gives 0, what does not fit the nearest number.
-std::int32_t truncated(float number) noexcept {
-  if (std::isnan(number)) return 0;
-  if (number >= 2147483648.0F) return IntLimits::max();
-  if (number <= -2147483648.0F) return IntLimits::min();
-  return static_cast<std::int32_t>(number);
-}
 
 /// As a standard text stream writes it.
 std::string streamed(float number) {

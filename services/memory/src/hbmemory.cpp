@@ -8,10 +8,8 @@ namespace {
 constexpr const char* kName = "HBMemory";
 constexpr const char* kPatternText =
     "Which keys. \"\" and \"*\" are every key; \"*\" stands for any text, \"/\" included; a "
-    "pattern "
-    "without a leading \"*\" may begin at the start of any path component, and reaches to the "
-    "key's "
-    "end.";
+    "pattern without a leading \"*\" may begin at the start of any path component, and reaches to "
+    "the key's end.";
 
 }  // namespace
 

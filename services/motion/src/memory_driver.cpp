@@ -1,31 +1,29 @@
 #include "services/motion/src/memory_driver.h"
 
-#include <exception>
+#include <stdexcept>
 #include <utility>
 
 namespace HB {
 
 MemoryDriver::MemoryDriver(std::shared_ptr<HBMemoryProxy> memory,
                            const std::vector<std::string>& keys)
-    : fMemory(std::move(memory)), fKeys(keys), fHandles(fMemory->floatHandles(fKeys)) {}
+    : fMemory(std::move(memory)),
+      fKeys(keys),
+      fGeneration(fMemory->object().generation()),
+      fHandles(fMemory->floatHandles(fKeys)) {}
 
 std::string MemoryDriver::name() const { return "memory"; }
 
 void MemoryDriver::write(const std::vector<int>& channels, const std::vector<float>& values) {
-  if (fIsLost) xRenew();
-  try {
+  const auto generation = fMemory->object().generation();
+  if (generation != fGeneration) {
+    // Handles of another memory may stand for other keys here.
+    fHandles = fMemory->floatHandles(fKeys);
+    fGeneration = generation;
     xWrite(channels, values);
-  } catch (const std::exception&) {
-    fIsLost = true;
-    xRenew();
-    xWrite(channels, values);
-    throw;
+    throw std::runtime_error("The memory is another one: every channel must be written");
   }
-}
-
-void MemoryDriver::xRenew() {
-  fHandles = fMemory->floatHandles(fKeys);
-  fIsLost = false;
+  xWrite(channels, values);
 }
 
 void MemoryDriver::xWrite(const std::vector<int>& channels, const std::vector<float>& values) {

@@ -1,6 +1,7 @@
 // The simulated LEDs: the driver that leaves every value in HBMemory, where everybody reads it.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <vector>
@@ -23,12 +24,11 @@ class MemoryDriver final : public LedDriver {
 
  private:
   void xWrite(const std::vector<int>& channels, const std::vector<float>& values);
-  void xRenew();
 
   const std::shared_ptr<HBMemoryProxy> fMemory;
   const std::vector<std::string> fKeys;  // by channel
-  std::vector<int> fHandles;             // by channel, of the memory that stands
-  bool fIsLost = false;                  // the last write failed
+  std::uint64_t fGeneration;             // of the memory that the handles are of
+  std::vector<int> fHandles;             // by channel
   std::vector<int> fWrittenHandles;      // kept between writes for its room
 };
 

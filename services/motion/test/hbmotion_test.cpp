@@ -288,6 +288,20 @@ TEST_F(HBMotionTest, DrivesOnWhenTheMemoryComesBack) {
   }
 }
 
+TEST_F(HBMotionTest, WritesNoOtherKeysOfAMemoryThatCameBackWithOthers) {
+  load();
+  animate({key("Chest")}, {{0}}, {{0.5F}});
+  broker->removeModule("HBMemory");
+  createModule<HBMemory>(broker);
+  const std::vector<std::string> others{"Demo/A", "Demo/B", "Demo/C", "Demo/D", "Demo/E"};
+  broker->getProxy("HBMemory")->call<std::vector<int>>("floatHandles", others);
+  animate({key("Chest")}, {{0}}, {{1.0F}});
+  EXPECT_EQ(now("Chest"), 1.0F);
+  for (const auto& other : others) {
+    EXPECT_EQ(broker->getProxy("HBMemory")->call<HBValue>("getData", other), HBValue(0.0F));
+  }
+}
+
 TEST_F(HBMotionTest, DocumentsEveryMethodAndEveryArgument) {
   load();
   const xo::ObjectInfo info = motion->object().describe();

@@ -28,9 +28,8 @@ std::string bitNames() {
 HBSignsAndFeedback::HBSignsAndFeedback(std::shared_ptr<HBBroker> broker)
     : HBModule(std::move(broker), "HBSignsAndFeedback") {
   setModuleDescription(
-      "Signs that tell people what the robot does. A speech recogniser triggers \"ListeningOn\" "
-      "when "
-      "it begins to listen and \"ListeningOff\" when it ends.");
+      "Signs that tell people what the robot does. A speech recogniser triggers "
+      "\"ListeningOn\" when it begins to listen and \"ListeningOff\" when it ends.");
   functionName("triggerBit", getName(), "Shows one sign.");
   addParam("bit", "The name of the sign: " + bitNames() + ".");
   addMethodExample("python",
