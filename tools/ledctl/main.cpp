@@ -69,6 +69,9 @@ int run(const std::vector<std::string>& arguments) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // What the library has to say to its own developers is for nobody here; GRPC_VERBOSITY asks for
+  // it.
+  setenv("GRPC_VERBOSITY", "NONE", 0);
   try {
     const int status = run({argv + 1, argv + argc});
     std::cout.flush();
