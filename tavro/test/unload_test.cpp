@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <iostream>
@@ -111,7 +112,9 @@ class TakingModulesAway : public ::testing::Test {
   void takeAway(const Names& departure) {
     for (const auto& module : departure) {
       stage("unloading " + module);
+      const auto begin = std::chrono::steady_clock::now();
       fRack.unload(module);
+      fLongest = std::max(fLongest, std::chrono::steady_clock::now() - begin);
       EXPECT_FALSE(Rack::isMapped(module)) << module;
     }
   }
@@ -163,6 +166,7 @@ class TakingModulesAway : public ::testing::Test {
   xo::Object fLeds;
   HeapTrend fHeap;
   int fRound = 0;
+  std::chrono::steady_clock::duration fLongest{};  // unloading of a module; told, not judged
   int fUnderWay = 0;
   int fCalls = 0;
 };
@@ -198,7 +202,9 @@ TEST_F(TakingModulesAway, LeavesNothingBehindWhateverIsUnderWay) {
   if (fHeap.notes() < 4) return;  // too few to tell a trend
   const double growth = fHeap.bytesPerRound();
   std::cout << rounds << " rounds, " << fUnderWay << " of " << fCalls
-            << " calls were under way; the heap grew by " << growth << " bytes a round\n"
+            << " calls were under way; the longest unloading took "
+            << std::chrono::duration_cast<std::chrono::milliseconds>(fLongest).count()
+            << " ms; the heap grew by " << growth << " bytes a round\n"
             << fHeap.text() << "\n";
   EXPECT_LT(growth, kBytesPerRound) << fHeap.text();
 }
