@@ -27,11 +27,13 @@ class AccessTest : public testing::Test {
                                        [] { throw std::out_of_range("map::at:  key not found"); }));
     builder.add(xo::makeMethod<xo::Future<int>()>({"later", "", {}, {}, {}},
                                                   [this] { return fLater.future(); }));
-    builder.add(xo::makeMethod<void()>({"stay", "", {}, {}, {}}, [this] {
-      ++fInside;
-      while (!xo::CallScope::current()->isStopRequested()) std::this_thread::yield();
-      --fInside;
-    }));
+    for (const char* name : {"stay", "remain"}) {
+      builder.add(xo::makeMethod<void()>({name, "", {}, {}, {}}, [this] {
+        ++fInside;
+        while (!xo::CallScope::current()->isStopRequested()) std::this_thread::yield();
+        --fInside;
+      }));
+    }
     builder.add(xo::makeMethod<void(const std::thread&)>({"local", "", {}, {}, {}},
                                                          [](const std::thread&) {}));
     fRegistration = fSession->registerService("Test", std::move(builder));
@@ -40,8 +42,8 @@ class AccessTest : public testing::Test {
   void awaitInside(int count) const {
     while (fInside != count) std::this_thread::yield();
   }
-  std::thread stay(Access& access, const Client& client) {
-    return std::thread([&access, client] { access.call(client, "Test", "stay", {}); });
+  std::thread stay(Access& access, const Client& client, const std::string& how = "stay") {
+    return std::thread([&access, client, how] { access.call(client, "Test", how, {}); });
   }
 
   std::shared_ptr<xo::Session> fSession = std::make_shared<xo::Session>();
@@ -107,7 +109,7 @@ TEST_F(AccessTest, ADescriptionLeavesOutWhatCallersFromOutsideCannotUse) {
   Access access(fSession);
   std::vector<std::string> names;
   for (const auto& method : access.describe("Test").methods) names.push_back(method.doc.name);
-  EXPECT_THAT(names, ElementsAre("twice", "fail", "later", "stay"));
+  EXPECT_THAT(names, ElementsAre("twice", "fail", "later", "stay", "remain"));
 }
 
 TEST_F(AccessTest, EachLimitOfSizeIsRefusedWithItsNumberAndAllowedJustBelow) {
@@ -202,6 +204,24 @@ TEST_F(AccessTest, RunningCallsAreLimitedPerClientAndInAllWithPlacesKeptForNewCl
   access.cancelAllBy("grpc");
   for (auto* const thread : {&first, &second, &third}) thread->join();
   EXPECT_FALSE(access.call(kAda, "Test", "later", {}).hasFailed());
+}
+
+TEST_F(AccessTest, AClientBeyondItsLimitGetsFewOfThePlacesForRareMethods) {
+  Limits limits;
+  limits.callsPerClient = 1;
+  limits.callsInAll = 1;
+  limits.reservedCalls = 0;
+  Access access(fSession, limits);
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i) threads.push_back(stay(access, kAda));
+  awaitInside(4);
+  threads.push_back(stay(access, kAda, "remain"));
+  awaitInside(5);
+  EXPECT_THAT(refusalOf([&] { access.call(kAda, "Test", "later", {}); }),
+              HasSubstr("reached the limit of 1"));
+  EXPECT_FALSE(access.call(kBen, "Test", "later", {}).hasFailed());
+  access.cancelAllBy("grpc");
+  for (auto& thread : threads) thread.join();
 }
 
 TEST_F(AccessTest, PlacesForFuturesAreLimitedAndGivenBack) {

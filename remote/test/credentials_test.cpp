@@ -75,6 +75,8 @@ TEST(Client, ATokenThatCannotTravelOrAnUnreadableAuthorityIsTheCallersFault) {
   RobotClient::Options options{"tester", std::chrono::seconds(5)};
   options.token = "two\nlines";
   EXPECT_THROW(RobotClient::connect("127.0.0.1:1", options), std::invalid_argument);
+  options.token = "secret";
+  EXPECT_THROW(RobotClient::connect("192.0.2.1:1", options), std::invalid_argument);  // in the open
   options.token = "";
   options.tls = Tls{"/nowhere/ca.pem", ""};
   EXPECT_THROW(RobotClient::connect("127.0.0.1:1", options), std::runtime_error);

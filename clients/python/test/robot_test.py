@@ -107,6 +107,11 @@ def test_a_token_does_not_travel_in_the_open():
         Robot("192.0.2.1:5480", token="secret")
 
 
+def test_a_token_is_not_shown(robot):
+    with Robot(robot.address, token="secret-of-the-house") as one:
+        assert "secret" not in repr(one) + repr(vars(one))
+
+
 def test_a_robot_that_does_not_answer_a_question_is_told():
     with pretending(Pretender()) as address, Robot(address) as robot:
         with pytest.raises(tavro.Refused, match="not implemented"):
