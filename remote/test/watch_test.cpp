@@ -217,7 +217,8 @@ TEST(Watch, TellsASlowReaderWhatItMissed) {
   });
   robot.connect()->watch("a", [&](const WatchBatch& batch) {
     dropped = batch.dropped;
-    std::this_thread::sleep_for(5 * door::kWatchTick);  // a slow reader
+    std::this_thread::sleep_for(5 *
+                                door::kWatchTick);  // what is tested: a reader slower than ticks
     return ++batches < 50 && dropped == 0;
   });
   isOver = true;

@@ -41,7 +41,8 @@ class Watchdog {
   std::thread fThread;
 };
 
-/// Waits until `condition` holds, for as long as the watchdog allows.
+/// Waits until `condition` holds, for as long as the watchdog allows. Looks now and then: what is
+/// waited for (threads of the kernel, counts) has nobody who tells of a change.
 template <class F>
 void await(F condition) {
   while (!condition()) std::this_thread::sleep_for(std::chrono::milliseconds(1));

@@ -39,4 +39,4 @@ def eventually(holds, seconds=10.0):
         if found:
             return found
         assert time.monotonic() < end, f"not within {seconds} s"
-        time.sleep(0.005)
+        time.sleep(0.005)  # what is waited for happens in another process, which tells nobody
