@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "access/test/fake_memory.h"
+#include "access/test/refusal.h"
 
 namespace door {
 namespace {
@@ -12,9 +13,6 @@ namespace {
 using HB::HBValue;
 using testing::ElementsAre;
 using testing::HasSubstr;
-
-const Client kAda{"ada", "ipv4:127.0.0.1:1", "grpc"};
-const Client kBen{"ben", "ipv4:127.0.0.1:2", "grpc"};
 
 /// A service with a method that stays inside until it is asked to stop.
 class AccessTest : public testing::Test {
@@ -51,16 +49,6 @@ class AccessTest : public testing::Test {
   std::atomic<int> fInside{0};
   std::unique_ptr<xo::Session::Registration> fRegistration;
 };
-
-template <class F>
-std::string refusalOf(F&& f) {
-  try {
-    f();
-  } catch (const Refused& refused) {
-    return refused.what();
-  }
-  return "not refused";
-}
 
 TEST_F(AccessTest, ACallGivesTheMethodsValue) {
   Access access(fSession);

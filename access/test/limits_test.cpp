@@ -7,25 +7,13 @@
 #include <thread>
 
 #include "access/access.h"
+#include "access/test/refusal.h"
 
 namespace door {
 namespace {
 
 using HB::HBValue;
 using testing::HasSubstr;
-
-const Client kAda{"ada", "ipv4:127.0.0.1:1", "grpc"};
-const Client kBen{"ben", "ipv4:127.0.0.1:2", "grpc"};
-
-template <class F>
-std::string refusalOf(F&& f) {
-  try {
-    f();
-  } catch (const Refused& refused) {
-    return refused.what();
-  }
-  return "not refused";
-}
 
 TEST(Places, AreLimitedPerClientAndInAllAndGivenBack) {
   const Places places("watches", 2, 3);

@@ -41,8 +41,8 @@ class Object {
   explicit operator bool() const noexcept { return fCore != nullptr; }
   /// Whether the service stands now.
   bool isAlive() const noexcept;
-  /// Which of the services that stood here it is: grows each time one is published; 0 before the
-  /// first.
+  /// Which of the services that stood here it is: grows each time one is published anywhere in the
+  /// process; 0 before the first.
   std::uint64_t generation() const noexcept;
 
   /// Calls the method `name`. When one takes exactly these C++ types (texts count as std::string,

@@ -28,7 +28,6 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
     bool taken = false;                                                   // a registration exists
     bool registered = false;                                              // and others may see it
     std::optional<Future<Object>> announced;
-    std::uint64_t generation = 0;
 
     Future<Object> object() const { return announced ? *announced : makeReadyFuture(Object(core)); }
   };
@@ -37,7 +36,6 @@ struct Session::State : std::enable_shared_from_this<Session::State> {
   std::map<std::string, Service> services;
   std::map<int, Waiter> waiters;
   int nextWaiter = 1;
-  std::uint64_t publications = 0;
   std::vector<std::weak_ptr<const std::function<void()>>> followers;
 
   Future<Object> wait(const std::string& name, int milliseconds, bool wantsObject);
@@ -160,7 +158,6 @@ void Session::State::publish(const std::string& name, std::optional<Future<Objec
     Service& service = services[name];
     service.announced = std::move(announced);
     service.registered = true;
-    service.generation = ++publications;
     object = service.object();
     for (const auto& [number, waiter] : waiters) {
       if (waiter.service == name) waiting.emplace_back(number, waiter.wantsObject);
@@ -232,7 +229,9 @@ std::vector<Session::Standing> Session::standing() const {
   std::scoped_lock lock(fState->mutex);
   std::vector<Standing> all;
   for (const auto& [name, service] : fState->services) {
-    if (service.registered) all.push_back({name, service.generation});
+    if (!service.registered) continue;
+    const auto object = service.object();
+    all.push_back({name, object.hasValue() ? object.value().generation() : 0});
   }
   return all;
 }

@@ -40,7 +40,7 @@ class Session {
   /// A service that stands.
   struct Standing {
     std::string name;
-    std::uint64_t generation;  ///< grows with each publication
+    std::uint64_t generation;  ///< see `Object::generation`; 0 while it is announced only
   };
   /// Ascending by name.
   std::vector<Standing> standing() const;

@@ -88,7 +88,7 @@ void TaskGroup::close() {
     const std::scoped_lock lock(fState->mutex);
     fState->closed = true;
   }
-  const auto dropped = fState->takeAll();  // destroyed when nothing runs any more
+  fState->takeAll();  // destroyed at once: what runs may wait for the promise of one of them
   if (const int callback = std::exchange(fState->callback, 0)) {
     fState->ending->removeCallback(callback);
   }

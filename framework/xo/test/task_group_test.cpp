@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <future>
+#include <memory>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -272,6 +274,21 @@ TEST(TaskGroupClose, LeavesNothingRunningWhateverIsPostedMeanwhile) {
     EXPECT_EQ(lateRuns, 0);
     EXPECT_EQ(captured.use_count(), 1);
   }
+}
+
+TEST(TaskGroup, ClosingEndsWhatATaskThatRunsWaitsFor) {
+  auto tasks = std::make_unique<xo::TaskGroup>(nullptr);
+  auto promise = std::make_unique<xo::Promise<void>>();
+  const auto future = promise->future();
+  std::promise<void> hasBegun;
+  tasks->post([&] {
+    hasBegun.set_value();
+    future.wait();  // of a task that never starts
+  });
+  tasks->post([kept = std::shared_ptr(std::move(promise))] {}, std::chrono::hours(1));
+  hasBegun.get_future().wait();
+  tasks->close();
+  EXPECT_TRUE(future.hasError());
 }
 
 }  // namespace
