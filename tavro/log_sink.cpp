@@ -6,6 +6,8 @@
 #include <array>
 #include <cstdlib>
 
+#include "framework/xo/os.h"
+
 namespace tavro {
 
 namespace {
@@ -72,7 +74,11 @@ void LogSink::xWrite(const xo::log::Message& message) const {
   for (const auto& pair : kLevels) {
     if (pair.ours == message.level) level = pair.theirs;
   }
-  const std::string text = printable(message.text);
+  std::string text = printable(message.text);
+  if (message.level >= Level::kVerbose) {  // for people who look inside
+    const std::string thread = xo::os::currentThreadName();
+    if (!thread.empty()) text = "{" + printable(thread) + "} " + text;
+  }
   fSink->log({message.time, spdlog::source_loc{}, viewOf(message.category), level, text});
   fSink->flush();
 }

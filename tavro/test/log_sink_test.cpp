@@ -4,6 +4,9 @@
 #include <spdlog/sinks/ostream_sink.h>
 
 #include <sstream>
+#include <thread>
+
+#include "framework/xo/os.h"
 
 namespace tavro {
 namespace {
@@ -32,6 +35,18 @@ TEST(LogSink, KeepsTheRobotsNamesOfLevels) {
   EXPECT_THAT(text, ::testing::HasSubstr(" verbose [Category] v\n"));
   EXPECT_THAT(text, ::testing::HasSubstr(" debug   [Category] d\n"));
   EXPECT_THAT(text, ::testing::HasSubstr(" error   [Category] e\n"));
+}
+
+TEST(LogSink, TellsTheWholeNameOfTheThreadWhereItGoesIntoDetail) {
+  const auto text = logged(xo::log::Level::kVerbose, [] {
+    std::thread([] {
+      xo::os::setCurrentThreadName("PassiveBlinking.timeout");
+      kLog.verbose("v");
+      kLog.info("i");
+    }).join();
+  });
+  EXPECT_THAT(text, ::testing::HasSubstr(" [Category] {PassiveBlinking.timeout} v\n"));
+  EXPECT_THAT(text, ::testing::HasSubstr(" [Category] i\n"));
 }
 
 TEST(LogSink, LeavesOutWhatIsLessUrgentThanItsLevel) {
