@@ -13,7 +13,8 @@ class sink;
 namespace tavro {
 
 /// Writes the process's log to a sink while it lives: time, level, category, text; one message a
-/// line. Verbose and debug messages tell their thread too, by its whole name. Synchronous, on the thread that logs.
+/// line. Verbose and debug messages tell their thread too, by its whole name. Synchronous, on the
+/// thread that logs.
 class LogSink {
  public:
   /// To standard error, with colours when that is a terminal and NO_COLOR is not set.
