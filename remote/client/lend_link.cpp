@@ -31,7 +31,7 @@ void fillValue(Message* message, const HB::HBValue& value) {
 
 std::shared_ptr<LendLink> LendLink::lend(RobotClient::Connection& connection,
                                          std::shared_ptr<const LentService> service,
-                                         WorkerPool& workers) {
+                                         xo::WorkerPool& workers) {
   const auto link = std::make_shared<LendLink>(connection, std::move(service), workers);
   connection.add(link);
   link->begin();
@@ -40,7 +40,7 @@ std::shared_ptr<LendLink> LendLink::lend(RobotClient::Connection& connection,
 }
 
 LendLink::LendLink(RobotClient::Connection& connection, std::shared_ptr<const LentService> service,
-                   WorkerPool& workers)
+                   xo::WorkerPool& workers)
     : fConnection(connection), fService(std::move(service)), fWorkers(workers) {}
 
 void LendLink::begin() {

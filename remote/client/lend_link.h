@@ -12,9 +12,9 @@
 #include <string>
 
 #include "framework/xo/call.h"
+#include "framework/xo/worker_pool.h"
 #include "remote/client/connection.h"
 #include "remote/client/lent_service.h"
-#include "remote/client/worker_pool.h"
 
 namespace remote {
 
@@ -30,9 +30,9 @@ class LendLink final : public grpc::ClientBidiReactor<tavro::v1::LendRequest, ta
   /// stream. Errors: RemoteError.
   static std::shared_ptr<LendLink> lend(RobotClient::Connection& connection,
                                         std::shared_ptr<const LentService> service,
-                                        WorkerPool& workers);
+                                        xo::WorkerPool& workers);
   LendLink(RobotClient::Connection& connection, std::shared_ptr<const LentService> service,
-           WorkerPool& workers);
+           xo::WorkerPool& workers);
 
   void abort() override { fContext.TryCancel(); }
   bool isStanding() const;
@@ -64,7 +64,7 @@ class LendLink final : public grpc::ClientBidiReactor<tavro::v1::LendRequest, ta
 
   RobotClient::Connection& fConnection;
   const std::shared_ptr<const LentService> fService;
-  WorkerPool& fWorkers;
+  xo::WorkerPool& fWorkers;
   grpc::ClientContext fContext;
   tavro::v1::LendReply fReply;
   tavro::v1::LendRequest fRequest;  // that is being written

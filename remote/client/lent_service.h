@@ -8,8 +8,8 @@
 #include <string>
 
 #include "framework/xo/object.h"
+#include "framework/xo/worker_pool.h"
 #include "remote/client/connection.h"
-#include "remote/client/worker_pool.h"
 
 namespace remote {
 
@@ -56,7 +56,7 @@ class Lender final : public Lending {
   std::shared_ptr<LendLink> link() const;
 
   const std::shared_ptr<LentService> fService;
-  WorkerPool fWorkers;
+  xo::WorkerPool fWorkers;
   mutable std::mutex fMutex;  // guards all below
   bool fIsClosed = false;
   std::shared_ptr<LendLink> fLink;

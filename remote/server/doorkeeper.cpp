@@ -23,6 +23,29 @@ std::optional<std::string_view> authorizationOf(
   return std::string_view(found->second.data(), found->second.size());
 }
 
+constexpr std::string_view kScheme = "Bearer ";
+
+bool startsWithScheme(std::string_view text) {
+  if (text.size() < kScheme.size()) return false;
+  for (std::size_t i = 0; i < kScheme.size(); ++i) {  // the scheme's case does not count
+    const char c = text[i] >= 'A' && text[i] <= 'Z' ? static_cast<char>(text[i] + 32) : text[i];
+    const char wanted = i == 0 ? 'b' : kScheme[i];
+    if (c != wanted) return false;
+  }
+  return true;
+}
+
+door::Entry entryOf(const door::Tokens& tokens, bool needsToken,
+                    std::optional<std::string_view> authorization) {
+  if (!authorization) return door::letIn(&tokens, needsToken, std::nullopt);
+  if (startsWithScheme(*authorization)) {
+    return door::letIn(&tokens, needsToken, authorization->substr(kScheme.size()));
+  }
+  door::Entry entry;
+  entry.refusal = "The metadata 'authorization' must be 'Bearer TOKEN'";
+  return entry;
+}
+
 std::string readPem(const std::string& path, const char* what, const std::string& mark) {
   std::ifstream file(path, std::ios::binary);
   std::ostringstream text;
@@ -57,7 +80,7 @@ bool areUsable(const std::shared_ptr<grpc::ServerCredentials>& credentials) {
 
 grpc::Status Doorkeeper::Process(const InputMetadata& metadata, grpc::AuthContext* connection,
                                  OutputMetadata*, OutputMetadata*) {
-  const Entry entry = letIn(&fTokens, fNeedsToken, authorizationOf(metadata));
+  const door::Entry entry = entryOf(fTokens, fNeedsToken, authorizationOf(metadata));
   if (!entry.refusal.empty()) return {grpc::StatusCode::UNAUTHENTICATED, entry.refusal};
   // Written once, before any of the connection's calls is let in; only read from then on.
   std::scoped_lock lock(fMutex);
@@ -78,7 +101,7 @@ door::Holder Doorkeeper::holderOf(const grpc::ServerContextBase& context) {
   if (found.empty()) return everybody;
   const Doorkeeper* keeper = nullptr;
   std::memcpy(&keeper, found.front().data(), sizeof(keeper));
-  return letIn(&keeper->fTokens, keeper->fNeedsToken, authorizationOf(context.client_metadata()))
+  return entryOf(keeper->fTokens, keeper->fNeedsToken, authorizationOf(context.client_metadata()))
       .holder;
 }
 

@@ -6,7 +6,7 @@
 
 #include <mutex>
 
-#include "remote/server/security.h"
+#include "access/security.h"
 
 namespace remote {
 

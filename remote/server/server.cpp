@@ -157,10 +157,10 @@ std::shared_ptr<grpc::ServerCredentials> Server::State::protectTcp() {
     throw std::invalid_argument("TLS needs both a certificate and its key (--tls-cert, --tls-key)");
   }
   const bool hasTls = !options.tlsKey.empty();
-  const auto verdict = judge({.isLocal = tcp->isLocal(),
-                              .hasTls = hasTls,
-                              .hasTokens = !options.tokens.empty(),
-                              .isInsecureAllowed = options.isInsecureAllowed});
+  const auto verdict = door::judge({.isLocal = tcp->isLocal(),
+                                    .hasTls = hasTls,
+                                    .hasTokens = !options.tokens.empty(),
+                                    .isInsecureAllowed = options.isInsecureAllowed});
   if (!verdict.refusal.empty()) {
     throw std::invalid_argument("Cannot listen on " + options.listen + ": " + verdict.refusal);
   }

@@ -1,6 +1,4 @@
 // Who may come in: every address, with and without TLS and tokens, for every kind of client.
-#include "remote/server/security.h"
-
 #include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <grpcpp/generic/generic_stub.h>
@@ -51,64 +49,6 @@ std::string ownAddress() {
   }
   ::freeifaddrs(all);
   return found;
-}
-
-TEST(Judge, EveryAddressIsEitherOfThisMachineOrProtectedOrLoudlyNot) {
-  struct Row {
-    Exposure exposure;    // local, TLS, tokens, --insecure
-    const char* missing;  // in the refusal; "" when it may listen
-    bool isLoud;
-    bool needsToken;
-  };
-  constexpr std::array<Row, 16> kTable{{
-      {{true, false, false, false}, "", false, false},
-      {{true, false, false, true}, "", false, false},
-      {{true, false, true, false}, "", false, false},
-      {{true, false, true, true}, "", false, false},
-      {{true, true, false, false}, "", false, false},
-      {{true, true, false, true}, "", false, false},
-      {{true, true, true, false}, "", false, false},
-      {{true, true, true, true}, "", false, false},
-      {{false, false, false, false}, "--tokens", false, false},
-      {{false, false, false, true}, "", true, false},
-      {{false, false, true, false}, "--tls-cert", false, true},
-      {{false, false, true, true}, "", true, true},
-      {{false, true, false, false}, "--tokens", false, false},
-      {{false, true, false, true}, "", true, false},
-      {{false, true, true, false}, "", false, true},
-      {{false, true, true, true}, "", false, true},
-  }};
-  for (std::size_t i = 0; i < kTable.size(); ++i) {
-    const Row& row = kTable[i];
-    const Verdict verdict = judge(row.exposure);
-    EXPECT_EQ(verdict.refusal.empty(), *row.missing == '\0') << i << ' ' << verdict.refusal;
-    EXPECT_THAT(verdict.refusal, HasSubstr(row.missing)) << i;
-    EXPECT_EQ(!verdict.warning.empty(), row.isLoud) << i;
-    if (verdict.refusal.empty()) {
-      EXPECT_EQ(verdict.needsToken, row.needsToken) << i;
-    }
-  }
-}
-
-TEST(LetIn, ATokenThatIsSentMustBeRightAndMayBeNeeded) {
-  const auto tokens = door::Tokens::read(
-      "operator " + kOperatorToken + "\nviewer " + kViewerToken + " display", "tokens");
-  const std::string bearer = "Bearer ";
-  for (const bool needsToken : {false, true}) {
-    EXPECT_EQ(letIn(&tokens, needsToken, std::nullopt).refusal.empty(), !needsToken);
-    EXPECT_THAT(letIn(&tokens, needsToken, bearer + kWrongToken).refusal,
-                AllOf(HasSubstr("does not know"), Not(HasSubstr(kWrongToken))));
-    EXPECT_THAT(letIn(&tokens, needsToken, bearer).refusal, HasSubstr("does not know"));
-    EXPECT_THAT(letIn(&tokens, needsToken, "Basic " + kViewerToken).refusal, HasSubstr("Bearer"));
-    EXPECT_THAT(letIn(&tokens, needsToken, kViewerToken).refusal, HasSubstr("Bearer"));
-    const Entry viewer = letIn(&tokens, needsToken, "bearer " + kViewerToken);
-    EXPECT_EQ(viewer.refusal, "");
-    EXPECT_EQ(viewer.holder.role, door::Role::kViewer);
-    EXPECT_EQ(viewer.holder.name, "display");
-    EXPECT_EQ(letIn(&tokens, needsToken, bearer + kOperatorToken).holder.role,
-              door::Role::kOperator);
-  }
-  EXPECT_EQ(letIn(nullptr, false, bearer + kWrongToken).holder.role, door::Role::kOperator);
 }
 
 /// A robot whose door stands at any address.
@@ -277,6 +217,25 @@ TEST_F(Door, TokensOfOneConnectionCountForEachCallAlone) {
     EXPECT_EQ(callWith(kWrongToken), StatusCode::UNAUTHENTICATED);
   }
   EXPECT_EQ(fRobot.access.history().size(), 3u) << "nothing else was called";
+}
+
+TEST_F(Door, ATokenComesAsABearersOrNotAtAll) {
+  const auto server = listen("127.0.0.1", false, true, false);
+  const auto stub =
+      v1::Robot::NewStub(makeChannel(parseAddress(addressOf(*server)), optionsOf(false, "")));
+  const auto comesInWith = [&](const std::string& authorization) {
+    grpc::ClientContext context;
+    context.AddMetadata("authorization", authorization);
+    v1::GetInfoReply reply;
+    const auto status = stub->GetInfo(&context, {}, &reply);
+    return status.ok() ? reply.role() : status.error_message();
+  };
+  EXPECT_EQ(comesInWith("bearer " + kViewerToken), "viewer");
+  EXPECT_EQ(comesInWith("Bearer " + kOperatorToken), "operator");
+  const std::string wanted = "The metadata 'authorization' must be 'Bearer TOKEN'";
+  EXPECT_EQ(comesInWith("Basic " + kViewerToken), wanted);
+  EXPECT_EQ(comesInWith(kViewerToken), wanted);
+  EXPECT_THAT(comesInWith("Bearer "), testing::Not("operator"));
 }
 
 TEST_F(Door, AViewerIsToldWhatItLacksAndIsKnownByTheTokensName) {

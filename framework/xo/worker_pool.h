@@ -1,4 +1,4 @@
-// Threads that run the calls of a lent service. For the client's own files.
+// Threads for work that may block, such as calls that come from outside.
 #pragma once
 
 #include <condition_variable>
@@ -9,7 +9,7 @@
 #include <thread>
 #include <vector>
 
-namespace remote {
+namespace xo {
 
 /// Work starts in the order of its posting, as long as fewer than `maxThreads` pieces run. A thread
 /// is made when work comes and none is idle, and stays. What a piece throws ends the process: it
@@ -37,4 +37,4 @@ class WorkerPool {
   std::vector<std::thread> fThreads;
 };
 
-}  // namespace remote
+}  // namespace xo

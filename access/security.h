@@ -1,5 +1,5 @@
 // Who may come in at an address: what a robot must have to listen there, and what a client must
-// show. Decisions alone; the server carries them out.
+// show. Decisions alone; each way in carries them out.
 #pragma once
 
 #include <optional>
@@ -9,7 +9,7 @@
 #include "access/client.h"
 #include "access/tokens.h"
 
-namespace remote {
+namespace door {
 
 /// What a robot was given for its TCP address.
 struct Exposure {
@@ -29,14 +29,13 @@ struct Verdict {
 /// that it may do without. Tokens that are there are always asked for on such an address.
 Verdict judge(const Exposure& exposure);
 
-/// Who comes in. `authorization` is the value of that metadata, if it was sent.
+/// Who comes in.
 struct Entry {
   std::string refusal;  ///< what the client is told; "" when it is let in
-  door::Holder holder;
+  Holder holder;
 };
 
-/// Without tokens everybody is an operator.
-Entry letIn(const door::Tokens* tokens, bool needsToken,
-            std::optional<std::string_view> authorization);
+/// `token` is what the client sent, if it did. Without tokens everybody is an operator.
+Entry letIn(const Tokens* tokens, bool needsToken, std::optional<std::string_view> token);
 
-}  // namespace remote
+}  // namespace door

@@ -1,21 +1,6 @@
-#include "remote/server/security.h"
+#include "access/security.h"
 
-namespace remote {
-namespace {
-
-constexpr std::string_view kScheme = "Bearer ";
-
-bool startsWithScheme(std::string_view text) {
-  if (text.size() < kScheme.size()) return false;
-  for (std::size_t i = 0; i < kScheme.size(); ++i) {  // the scheme's case does not count
-    const char c = text[i] >= 'A' && text[i] <= 'Z' ? static_cast<char>(text[i] + 32) : text[i];
-    const char wanted = i == 0 ? 'b' : kScheme[i];
-    if (c != wanted) return false;
-  }
-  return true;
-}
-
-}  // namespace
+namespace door {
 
 Verdict judge(const Exposure& exposure) {
   Verdict verdict;
@@ -37,26 +22,18 @@ Verdict judge(const Exposure& exposure) {
   return verdict;
 }
 
-Entry letIn(const door::Tokens* tokens, bool needsToken,
-            std::optional<std::string_view> authorization) {
+Entry letIn(const Tokens* tokens, bool needsToken, std::optional<std::string_view> token) {
   Entry entry;
-  entry.holder.role = door::Role::kOperator;
+  entry.holder.role = Role::kOperator;
   if (tokens == nullptr) return entry;
-  if (!authorization) {
+  if (!token) {
     if (needsToken) entry.refusal = "This robot wants a token, and none was sent";
-    return entry;
-  }
-  if (!startsWithScheme(*authorization)) {
-    entry.refusal = "The metadata 'authorization' must be 'Bearer TOKEN'";
-    return entry;
-  }
-  const auto holder = tokens->find(authorization->substr(kScheme.size()));
-  if (holder) {
-    entry.holder = *holder;
+  } else if (auto holder = tokens->find(*token)) {
+    entry.holder = *std::move(holder);
   } else {
     entry.refusal = "This robot does not know that token";
   }
   return entry;
 }
 
-}  // namespace remote
+}  // namespace door

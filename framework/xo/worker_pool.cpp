@@ -1,10 +1,10 @@
-#include "remote/client/worker_pool.h"
+#include "framework/xo/worker_pool.h"
 
 #include <utility>
 
 #include "framework/xo/os.h"
 
-namespace remote {
+namespace xo {
 
 WorkerPool::WorkerPool(std::string name, int maxThreads)
     : fName(std::move(name)), fMaxThreads(static_cast<std::size_t>(maxThreads)) {}
@@ -17,6 +17,7 @@ WorkerPool::~WorkerPool() {
     dropped.swap(fQueue);
     fWake.notify_all();
   }
+  dropped.clear();
   for (auto& thread : fThreads) thread.join();
 }
 
@@ -32,7 +33,7 @@ void WorkerPool::post(std::function<void()> work) {
 }
 
 void WorkerPool::run() {
-  xo::os::setCurrentThreadName(fName);
+  os::setCurrentThreadName(fName);
   std::unique_lock lock(fMutex);
   while (!fIsEnding) {
     if (fQueue.empty()) {
@@ -50,4 +51,4 @@ void WorkerPool::run() {
   }
 }
 
-}  // namespace remote
+}  // namespace xo
