@@ -81,7 +81,7 @@ torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.nin
 
 bench: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks
-	@python3 bench/table.py build/bench $(BENCH_ARGS)
+	@python3 bench/scales.py build $(BENCH_ARGS)
 
 format: test-deps
 	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i

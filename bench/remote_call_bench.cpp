@@ -1,165 +1,84 @@
 // What a remote call costs, beside a bare synchronous gRPC echo of a 60-byte message in the same
 // run; for client and robot on one core, and on one core each (never compare across the two).
 //
-// Robot and echo are processes of their own: this program started again with --serve.
+// The robot is the program of this build with its own services; robot and echo are processes of
+// their own.
 #include <benchmark/benchmark.h>
-#include <fcntl.h>
 #include <grpcpp/grpcpp.h>
-#include <sched.h>
-#include <spawn.h>
 #include <sys/prctl.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <atomic>
+#include <array>
 #include <chrono>
 #include <csignal>
-#include <cstdio>
 #include <cstring>
-#include <filesystem>
-#include <map>
+#include <iostream>
 #include <memory>
 #include <stdexcept>
 #include <string>
 #include <thread>
 #include <vector>
 
-#include "access/access.h"
 #include "bench/echo.grpc.pb.h"
-#include "framework/xo/session.h"
+#include "bench/served.h"
 #include "remote/client/robot_client.h"
-#include "remote/server/server.h"
+#include "remote/proto/convert.h"
+#include "tavro/v1/robot.grpc.pb.h"
 
+namespace bench {
 namespace {
 
 constexpr int kInFlight = 16;
+constexpr int kWarmUp = 2000;
+const std::string kDevice = "Face/Led/Red/Left/0Deg/Actuator/Value";
 
-void pinTo(int cpu) {
-  cpu_set_t set;
-  CPU_ZERO(&set);
-  CPU_SET(cpu, &set);
-  ::sched_setaffinity(0, sizeof(set), &set);
-}
-
-/// Tells the parent where to connect, and serves until it closes the pipe or is gone.
-void serveUntilTold(const std::string& addresses) {
-  std::printf("%s\n", addresses.c_str());
-  std::fflush(stdout);
-  char unused = 0;
-  while (::read(STDIN_FILENO, &unused, 1) > 0) {
-  }
-}
-
-class EchoService final : public bench::Echoes::Service {
-  grpc::Status Say(grpc::ServerContext*, const bench::Echo* request, bench::Echo* reply) override {
+class EchoService final : public Echoes::Service {
+  grpc::Status Say(grpc::ServerContext*, const Echo* request, Echo* reply) override {
     reply->set_text(request->text());
     return grpc::Status::OK;
   }
 };
 
 void serveEcho() {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   EchoService service;
   grpc::ServerBuilder builder;
   int port = 0;
   builder.AddListeningPort("127.0.0.1:0", grpc::InsecureServerCredentials(), &port);
   builder.RegisterService(&service);
   const auto server = builder.BuildAndStart();
-  serveUntilTold("127.0.0.1:" + std::to_string(port));
-  server->Shutdown(std::chrono::system_clock::now());
+  std::cout << "listening grpc=127.0.0.1:" << port << std::endl;
+  ::pause();
 }
 
-void serveRobot() {
-  const auto session = std::make_shared<xo::Session>();
-  std::atomic<int> calls{0};
-  xo::ObjectBuilder builder;
-  builder.add(xo::makeMethod<void(const std::string&, float)>(
-      {"setIntensity", "", {}, {}, {}}, [&](const std::string&, const float&) { ++calls; }));
-  const auto registration = session->registerService("HBLeds", std::move(builder));
-  door::Access access(session);
-  remote::Server::Options options;
-  options.listen = "127.0.0.1:0";
-  std::string folder = std::filesystem::temp_directory_path() / "remote-call-bench-XXXXXX";
-  if (::mkdtemp(folder.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-  options.unixPath = folder + "/robot.sock";
-  {
-    remote::Server server(access, options);
-    serveUntilTold(server.tcpAddress() + " unix:" + server.unixPath());
-  }
-  ::unlink((options.unixPath + ".lock").c_str());
-  ::rmdir(folder.c_str());
-}
-
-/// A child that serves, on a core of its choice.
-class Served {
+/// The yardstick.
+class EchoCall {
  public:
-  Served(const std::string& what, int cpu) {
-    int toChild[2];
-    int fromChild[2];
-    if (::pipe2(toChild, O_CLOEXEC) != 0 || ::pipe2(fromChild, O_CLOEXEC) != 0) {
-      throw std::runtime_error("pipe2 failed");
-    }
-    posix_spawn_file_actions_t actions;
-    ::posix_spawn_file_actions_init(&actions);
-    ::posix_spawn_file_actions_adddup2(&actions, toChild[0], STDIN_FILENO);
-    ::posix_spawn_file_actions_adddup2(&actions, fromChild[1], STDOUT_FILENO);
-    const std::string cpuText = std::to_string(cpu);
-    const char* const args[] = {"remote_call_bench", "--serve", what.c_str(), cpuText.c_str(),
-                                nullptr};
-    const int failed = ::posix_spawn(&fChild, "/proc/self/exe", &actions, nullptr,
-                                     const_cast<char* const*>(args), environ);
-    ::posix_spawn_file_actions_destroy(&actions);
-    ::close(toChild[0]);
-    ::close(fromChild[1]);
-    fToChild = toChild[1];
-    if (failed != 0) throw std::runtime_error("posix_spawn failed");
-    std::string line;
-    for (char c = 0; ::read(fromChild[0], &c, 1) == 1 && c != '\n';) line += c;
-    ::close(fromChild[0]);
-    const auto space = line.find(' ');
-    tcp = line.substr(0, space);
-    if (space != std::string::npos) unixSocket = line.substr(space + 1);
-    if (tcp.empty()) throw std::runtime_error(what + " did not start");
-  }
-  ~Served() {
-    ::close(fToChild);
-    ::waitpid(fChild, nullptr, 0);
-  }
-  Served(const Served&) = delete;
-  Served& operator=(const Served&) = delete;
-
-  std::string tcp;
-  std::string unixSocket;
-
- private:
-  pid_t fChild = 0;
-  int fToChild = -1;
-};
-
-class EchoCaller {
- public:
-  explicit EchoCaller(const std::string& address)
-      : fStub(bench::Echoes::NewStub(
-            grpc::CreateChannel(address, grpc::InsecureChannelCredentials()))) {
+  using Server = ServedEcho;
+  explicit EchoCall(const std::string& address)
+      : fStub(Echoes::NewStub(grpc::CreateChannel(address, grpc::InsecureChannelCredentials()))) {
     fRequest.set_text(std::string(58, 'x'));  // 60 bytes with tag and length
   }
   void call() const {
     grpc::ClientContext context;
-    bench::Echo reply;
+    Echo reply;
     if (!fStub->Say(&context, fRequest, &reply).ok()) throw std::runtime_error("echo failed");
   }
 
  private:
-  std::unique_ptr<bench::Echoes::Stub> fStub;
-  bench::Echo fRequest;
+  std::unique_ptr<Echoes::Stub> fStub;
+  Echo fRequest;
 };
 
-class RobotCaller {
+/// One device, at once.
+class SetIntensity {
  public:
-  explicit RobotCaller(const std::string& address)
+  using Server = ServedRobot;
+  explicit SetIntensity(const std::string& address)
       : fClient(remote::RobotClient::connect(address)) {}
   void call() const {
-    const HB::HBValue args[] = {"Face/Led/Red/Left/0Deg/Actuator/Value", 0.5f};
+    const HB::HBValue args[] = {kDevice, 0.5f};
     fClient->call("HBLeds", "setIntensity", args);
   }
 
@@ -167,30 +86,33 @@ class RobotCaller {
   std::unique_ptr<remote::RobotClient> fClient;
 };
 
-/// The echo's figures of this run, for the ratios.
-std::map<std::string, double> gEchoes;
-
-void report(benchmark::State& state, const std::string& yardstick, bool isYardstick, double value,
-            double ratio) {
-  if (isYardstick) {
-    gEchoes[yardstick] = value;
-  } else if (ratio > 0) {
-    state.counters["to_echo"] = ratio;
+/// The 48 devices of the eyes.
+class FadeRgb {
+ public:
+  using Server = ServedRobot;
+  explicit FadeRgb(const std::string& address) : fClient(remote::RobotClient::connect(address)) {}
+  void call() const {
+    const HB::HBValue args[] = {"FaceLeds", 0x00ff8000, 1.0f};
+    fClient->call("HBLeds", "fadeRGB", args);
   }
-}
 
-double ratioTo(const std::string& yardstick, double value) {
-  const auto found = gEchoes.find(yardstick);
-  return found == gEchoes.end() ? 0 : value / found->second;
+ private:
+  std::unique_ptr<remote::RobotClient> fClient;
+};
+
+enum class Way { kTcp, kUnix };
+
+std::string addressOf(const ServedEcho& echo, Way) { return echo.tcp(); }
+std::string addressOf(const ServedRobot& robot, Way way) {
+  return way == Way::kUnix ? robot.unixSocket() : robot.tcp();
 }
 
 /// One call in flight: p50 and p99 in microseconds.
-template <class Caller>
-void oneInFlight(benchmark::State& state, const std::string& what, int cpu, bool isUnix) {
-  pinTo(0);
-  const Served served(what, cpu);
-  const Caller caller(isUnix ? served.unixSocket : served.tcp);
-  for (int i = 0; i < 2000; ++i) caller.call();
+template <class Call>
+void oneInFlight(benchmark::State& state, int cpu, Way way) {
+  const typename Call::Server server(cpu);
+  const Call caller(addressOf(server, way));
+  for (int i = 0; i < kWarmUp; ++i) caller.call();
   std::vector<double> times;
   for (auto _ : state) {
     const auto start = std::chrono::steady_clock::now();
@@ -199,70 +121,128 @@ void oneInFlight(benchmark::State& state, const std::string& what, int cpu, bool
     times.push_back(time.count());
   }
   std::ranges::sort(times);
-  const double p50 = times[times.size() / 2];
-  state.counters["p50_us"] = p50;
+  state.counters["p50_us"] = times[times.size() / 2];
   state.counters["p99_us"] = times[times.size() * 99 / 100];
-  const std::string yardstick = "one" + std::to_string(cpu);
-  report(state, yardstick, what == "echo", p50, ratioTo(yardstick, p50));
 }
 
-/// Sixteen callers on one connection: calls a second.
-template <class Caller>
-void sixteenInFlight(benchmark::State& state, const std::string& what, int cpu, bool isUnix) {
-  pinTo(0);
-  const Served served(what, cpu);
-  const Caller caller(isUnix ? served.unixSocket : served.tcp);
-  for (int i = 0; i < 2000; ++i) caller.call();
-  constexpr int kEach = 500;
-  double seconds = 0;
-  double calls = 0;
+constexpr int kCallsOfEach = 500;
+
+void countCalls(benchmark::State& state) {
+  state.counters["calls_per_s"] =
+      benchmark::Counter(kInFlight * kCallsOfEach, benchmark::Counter::kIsIterationInvariantRate);
+}
+
+/// Sixteen threads that call on one connection: calls a second.
+template <class Call>
+void sixteenThreads(benchmark::State& state, int cpu, Way way) {
+  const typename Call::Server server(cpu);
+  const Call caller(addressOf(server, way));
+  for (int i = 0; i < kWarmUp; ++i) caller.call();
   for (auto _ : state) {
-    const auto start = std::chrono::steady_clock::now();
     std::vector<std::thread> threads;
     for (int i = 0; i < kInFlight; ++i) {
       threads.emplace_back([&caller] {
-        for (int call = 0; call < kEach; ++call) caller.call();
+        for (int call = 0; call < kCallsOfEach; ++call) caller.call();
       });
     }
     for (auto& thread : threads) thread.join();
-    seconds += std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    calls += kInFlight * kEach;
   }
-  state.counters["calls_per_s"] = calls / seconds;
-  const std::string yardstick = "sixteen" + std::to_string(cpu);
-  report(state, yardstick, what == "echo", calls / seconds, ratioTo(yardstick, calls / seconds));
+  countCalls(state);
 }
 
-template <class Caller>
-void registerRow(const std::string& name, const std::string& what, int cpu, bool isUnix) {
-  const std::string place = cpu == 0 ? "one_core/" : "two_cores/";
+/// A client with one completion queue.
+class AsynchronousClient {
+ public:
+  explicit AsynchronousClient(const std::string& address)
+      : fStub(tavro::v1::Robot::NewStub(
+            grpc::CreateChannel(address, grpc::InsecureChannelCredentials()))) {
+    fRequest.set_service("HBLeds");
+    fRequest.set_method("setIntensity");
+    remote::toWire(kDevice, fRequest.add_args());
+    remote::toWire(0.5f, fRequest.add_args());
+  }
+
+  /// That many calls, sixteen of them in flight.
+  void call(int calls) {
+    for (int i = 0; i < kInFlight; ++i) begin(fCalls[static_cast<std::size_t>(i)]);
+    int left = calls - kInFlight;
+    for (int ended = 0; ended < calls; ++ended) {
+      void* tag = nullptr;
+      bool ok = false;
+      fQueue.Next(&tag, &ok);
+      auto& one = *static_cast<OneCall*>(tag);
+      if (!one.status.ok() || one.reply.has_error()) throw std::runtime_error("a call failed");
+      if (left-- > 0) begin(one);
+    }
+  }
+
+ private:
+  struct OneCall {
+    std::unique_ptr<grpc::ClientContext> context;
+    std::unique_ptr<grpc::ClientAsyncResponseReader<tavro::v1::CallReply>> reader;
+    tavro::v1::CallReply reply;
+    grpc::Status status;
+  };
+  void begin(OneCall& one) {
+    one.context = std::make_unique<grpc::ClientContext>();
+    one.reader = fStub->AsyncCall(one.context.get(), fRequest, &fQueue);
+    one.reader->Finish(&one.reply, &one.status, &one);
+  }
+
+  std::unique_ptr<tavro::v1::Robot::Stub> fStub;
+  tavro::v1::CallRequest fRequest;
+  grpc::CompletionQueue fQueue;
+  std::array<OneCall, kInFlight> fCalls;
+};
+
+void sixteenAsynchronous(benchmark::State& state, int cpu, Way way) {
+  const ServedRobot server(cpu);
+  AsynchronousClient client(addressOf(server, way));
+  client.call(kWarmUp);
+  for (auto _ : state) client.call(kInFlight * kCallsOfEach);
+  countCalls(state);
+}
+
+template <class Call>
+void addOne(const std::string& name, const std::string& place, int cpu, Way way) {
   benchmark::RegisterBenchmark(("remote_call/one_in_flight/" + place + name).c_str(),
-                               oneInFlight<Caller>, what, cpu, isUnix)
+                               oneInFlight<Call>, cpu, way)
       ->Unit(benchmark::kMicrosecond)
       ->UseRealTime();
-  benchmark::RegisterBenchmark(("remote_call/16_in_flight/" + place + name).c_str(),
-                               sixteenInFlight<Caller>, what, cpu, isUnix)
+}
+
+template <class Run>
+void addSixteen(const std::string& name, const std::string& place, int cpu, Way way, Run run) {
+  benchmark::RegisterBenchmark(("remote_call/16_in_flight/" + place + name).c_str(), run, cpu, way)
       ->Unit(benchmark::kMillisecond)
       ->UseRealTime();
 }
 
+void addPlacement(const std::string& place, int cpu) {
+  addOne<EchoCall>("echo_tcp", place, cpu, Way::kTcp);
+  addOne<SetIntensity>("robot_tcp", place, cpu, Way::kTcp);
+  addOne<SetIntensity>("robot_unix", place, cpu, Way::kUnix);
+  addOne<FadeRgb>("fadeRGB_tcp", place, cpu, Way::kTcp);
+  addOne<FadeRgb>("fadeRGB_unix", place, cpu, Way::kUnix);
+  addSixteen("echo_tcp", place, cpu, Way::kTcp, sixteenThreads<EchoCall>);
+  addSixteen("robot_tcp", place, cpu, Way::kTcp, sixteenThreads<SetIntensity>);
+  addSixteen("robot_unix", place, cpu, Way::kUnix, sixteenThreads<SetIntensity>);
+  addSixteen("asynchronous_tcp", place, cpu, Way::kTcp, sixteenAsynchronous);
+  addSixteen("asynchronous_unix", place, cpu, Way::kUnix, sixteenAsynchronous);
+}
+
 }  // namespace
+}  // namespace bench
 
 int main(int argc, char** argv) {
-  if (argc == 4 && std::strcmp(argv[1], "--serve") == 0) {
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    pinTo(std::atoi(argv[3]));
-    std::strcmp(argv[2], "echo") == 0 ? serveEcho() : serveRobot();
+  if (argc == 3 && std::strcmp(argv[1], "--serve") == 0) {
+    bench::serveEcho();
     return 0;
   }
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  const int cores = std::thread::hardware_concurrency() > 1 ? 2 : 1;
-  for (int cpu = 0; cpu < cores; ++cpu) {
-    registerRow<EchoCaller>("echo_tcp", "echo", cpu, false);
-    registerRow<RobotCaller>("robot_tcp", "robot", cpu, false);
-    registerRow<RobotCaller>("robot_unix", "robot", cpu, true);
-  }
+  bench::addPlacement("one_core/", 0);
+  if (std::thread::hardware_concurrency() > 1) bench::addPlacement("two_cores/", 1);
   benchmark::RunSpecifiedBenchmarks();
   return 0;
 }
