@@ -86,18 +86,21 @@ class SetIntensity {
   std::unique_ptr<remote::RobotClient> fClient;
 };
 
-/// The 48 devices of the eyes.
+/// The 48 devices of the eyes. All fades end at one instant, so that each replaces the one before.
 class FadeRgb {
  public:
   using Server = ServedRobot;
   explicit FadeRgb(const std::string& address) : fClient(remote::RobotClient::connect(address)) {}
   void call() const {
-    const HB::HBValue args[] = {"FaceLeds", 0x00ff8000, 1.0f};
+    const std::chrono::duration<float> left = fEnd - std::chrono::steady_clock::now();
+    const HB::HBValue args[] = {"FaceLeds", 0x00ff8000, left.count()};
     fClient->call("HBLeds", "fadeRGB", args);
   }
 
  private:
   std::unique_ptr<remote::RobotClient> fClient;
+  const std::chrono::steady_clock::time_point fEnd =
+      std::chrono::steady_clock::now() + std::chrono::seconds(1000);
 };
 
 enum class Way { kTcp, kUnix };

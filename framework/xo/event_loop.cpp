@@ -80,7 +80,9 @@ class EventLoop::State : public std::enable_shared_from_this<State> {
     }
     const auto place = fTimers.emplace(Key(time, fNextNumber++), std::move(piece)).first;
     const bool isStale = fHasLeader && fLeaderEpoch != detail::clockEpoch();
-    if (place == fTimers.begin() || isStale) xNewEarliest();
+    // A leader that wakes before, for a timer that is gone meanwhile, need not be woken now.
+    const bool isInTime = fHasLeader && fLeaderUntil <= time;
+    if (isStale || (place == fTimers.begin() && !isInTime)) xNewEarliest();
     return place->first;
   }
 
@@ -167,7 +169,8 @@ class EventLoop::State : public std::enable_shared_from_this<State> {
     xTakeNewEarliest();
     fHasLeader = true;
     fLeaderEpoch = detail::clockEpoch();
-    detail::waitForWork(lock, fTimerCame, fTimers.begin()->first.first);
+    fLeaderUntil = fTimers.begin()->first.first;
+    detail::waitForWork(lock, fTimerCame, fLeaderUntil);
     fHasLeader = false;
   }
 
@@ -219,6 +222,7 @@ class EventLoop::State : public std::enable_shared_from_this<State> {
   int fIdle = 0;
   bool fHasLeader = false;
   int fLeaderEpoch = 0;
+  TimePoint fLeaderUntil{};  // when it wakes by itself
   bool fNewEarliest = false;
   bool fIsStopping = false;
   std::vector<std::thread> fThreads;

@@ -4,6 +4,8 @@
 #include <time.h>
 
 #include <atomic>
+#include <filesystem>
+#include <fstream>
 #include <future>
 #include <memory>
 #include <stdexcept>
@@ -21,6 +23,22 @@ using std::chrono::milliseconds;
 using xo::Duration;
 using xo::EventLoop;
 using xo::ManualClock;
+
+/// How often threads of that name have gone to sleep.
+long sleepsBegun(const std::string& name) {
+  long sleeps = 0;
+  for (const auto& task : std::filesystem::directory_iterator("/proc/self/task")) {
+    std::ifstream status(task.path() / "status");
+    bool isOne = false;
+    for (std::string line; std::getline(status, line);) {
+      if (line == "Name:\t" + name) isOne = true;
+      if (isOne && line.starts_with("voluntary_ctxt_switches:")) {
+        sleeps += std::stol(line.substr(line.find('\t')));
+      }
+    }
+  }
+  return sleeps;
+}
 
 TEST(EventLoopPost, StartsWorkInTheOrderOfPosting) {
   ManualClock clock;
@@ -181,6 +199,32 @@ TEST(EventLoopDelay, EndsAmongAHundredThousandThatPend) {
   EXPECT_TRUE(early.hasValue());
   futures.clear();
   EXPECT_EQ(loop.pendingDelays(), 0u);
+}
+
+TEST(EventLoopDelay, EndsInTimeAfterADroppedOneThatWouldHaveEndedBefore) {
+  ManualClock clock;
+  EventLoop loop("test", 2);
+  (void)loop.delay(milliseconds(10));  // somebody still waits for its time
+  const auto kept = loop.delay(milliseconds(20));
+  clock.advance(milliseconds(19));
+  EXPECT_FALSE(kept.isFinished());
+  clock.advance(milliseconds(1));
+  EXPECT_TRUE(kept.hasValue());
+}
+
+TEST(EventLoopDelay, WakesNobodyAfterADroppedOneThatWouldHaveEndedBefore) {
+  EventLoop loop("quiet", 2);
+  const auto isAsleep = [&] {
+    (void)loop.delay(hours(1));
+    return sleepsBegun("quiet") > 2;
+  };
+  while (!isAsleep()) std::this_thread::yield();  // until one waits for an hour to pass
+  const auto before = sleepsBegun("quiet");
+  for (int i = 0; i < 1000; ++i) {
+    (void)loop.delay(hours(2));
+    std::this_thread::yield();  // whoever is woken gets to run
+  }
+  EXPECT_LT(sleepsBegun("quiet"), before + 10);
 }
 
 TEST(EventLoop, NamesItsThreads) {
