@@ -10,8 +10,8 @@ BENCH_ARGS ?=
 CTEST_ARGS ?=
 TARGETS ?= tests_all
 
-.PHONY: help run build python test test-asan test-tsan torture bench format clean deps python-deps \
-  test-deps
+.PHONY: help run build python test test-asan test-tsan torture bench instructions format clean \
+  deps python-deps test-deps bench-deps
 .NOTPARALLEL:
 .DEFAULT_GOAL := help
 
@@ -25,6 +25,7 @@ help:
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
 	@echo "make torture   the long runs: 1,000 times all modules away and back, 100 under each sanitizer"
 	@echo "make bench     the speed tables"
+	@echo "make instructions  instructions of five paths beside those of an earlier commit, BASE="
 	@echo "make format    clang-format every source file in place"
 	@echo "make clean     remove every build folder"
 
@@ -36,6 +37,9 @@ python-deps:
 
 test-deps:
 	@tools/install-deps test
+
+bench-deps:
+	@tools/install-deps bench
 
 # Configures once; from then on Ninja notices by itself when CMake files change.
 build/build.ninja build-asan/build.ninja build-tsan/build.ninja: | deps
@@ -79,9 +83,14 @@ torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.nin
 	@echo "=== Under the thread sanitizer, 100 times"
 	@UNLOAD_ROUNDS=100 build-tsan/bin/unload_test
 
-bench: test-deps build/build.ninja
+bench: bench-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks
-	@python3 bench/scales.py build $(BENCH_ARGS)
+	@/usr/bin/python3 bench/scales.py build $(BENCH_ARGS)
+
+# Since the commit that published the last figures, unless another is named.
+BASE ?= $(shell git log -1 --format=%H -- docs/performance.md)
+instructions: bench-deps build/build.ninja
+	@bench/compare-builds $(BASE)
 
 format: test-deps
 	@git ls-files '*.h' '*.cpp' | xargs clang-format-14 -i

@@ -40,7 +40,12 @@ void writeGroup(benchmark::State& state) {
 }
 
 void sizes(benchmark::internal::Benchmark* bench) {
-  bench->Arg(100)->Arg(10'000)->Arg(100'000)->Unit(benchmark::kMillisecond)->UseRealTime();
+  bench->Arg(100)
+      ->Arg(1000)
+      ->Arg(10'000)
+      ->Arg(100'000)
+      ->Unit(benchmark::kMillisecond)
+      ->UseRealTime();
 }
 BENCHMARK(start)->Apply(sizes);
 BENCHMARK(createGroup)->Apply(sizes);
