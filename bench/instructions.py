@@ -33,27 +33,36 @@ def per_call(build, path):
     return (count(program, path, MANY) - count(program, path, FEW)) / (MANY - FEW)
 
 
+def table(options, measure=per_call):
+    """The lines of the table, and the paths that take too many."""
+    lines = [f"{'path':14}{'instructions':>14}" +
+             (f"{'before':>14}{'more':>9}" if options.base else "")]
+    failed = []
+    for path in PATHS:
+        new = measure(options.new, path)
+        line = f"{path:14}{new:14,.0f}"
+        if options.base:
+            base = measure(options.base, path)
+            more = 100 * (new - base) / base
+            line += f"{base:14,.0f}{more:+8.1f}%"
+            if more > options.most:
+                line += "  TOO MANY"
+                failed.append(path)
+        lines.append(line)
+    return lines, failed
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("new")
     parser.add_argument("base", nargs="?")
     parser.add_argument("--most", type=float, default=10, metavar="PERCENT")
     options = parser.parse_args()
-    failed = []
-    print(f"{'path':14}{'instructions':>14}" + (f"{'before':>14}{'more':>9}" if options.base else ""))
-    for path in PATHS:
-        new = per_call(options.new, path)
-        line = f"{path:14}{new:14,.0f}"
-        if options.base:
-            base = per_call(options.base, path)
-            more = 100 * (new - base) / base
-            line += f"{base:14,.0f}{more:+8.1f}%"
-            if more > options.most:
-                line += "  TOO MANY"
-                failed.append(path)
-        print(line, flush=True)
+    lines, failed = table(options)
+    print("\n".join(lines))
     if failed:
         sys.exit(f"more than {options.most:g} % more instructions: {', '.join(failed)}")
 
 
-main()
+if __name__ == "__main__":
+    main()
