@@ -10,7 +10,7 @@ BENCH_ARGS ?=
 CTEST_ARGS ?=
 TARGETS ?= tests_all
 
-.PHONY: help run build python test test-asan test-tsan torture bench instructions format clean \
+.PHONY: help run build python test test-asan test-tsan torture bench instructions coverage faults format clean \
   deps python-deps test-deps bench-deps
 .NOTPARALLEL:
 .DEFAULT_GOAL := help
@@ -24,6 +24,8 @@ help:
 	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
 	@echo "make torture   the long runs: 1,000 times all modules away and back, 100 under each sanitizer"
+	@echo "make coverage  which lines the tests run"
+	@echo "make faults    seeds faults one at a time; each must be noticed"
 	@echo "make bench     the speed tables"
 	@echo "make instructions  instructions of five paths beside those of an earlier commit, BASE="
 	@echo "make format    clang-format every source file in place"
@@ -42,7 +44,7 @@ bench-deps:
 	@tools/install-deps bench
 
 # Configures once; from then on Ninja notices by itself when CMake files change.
-build/build.ninja build-asan/build.ninja build-tsan/build.ninja: | deps
+build/build.ninja build-asan/build.ninja build-tsan/build.ninja build-coverage/build.ninja: | deps
 	@cmake --preset $(if $(findstring -,$(@D)),$(subst build-,,$(@D)),release) $(CMAKE_ARGS)
 
 build: deps build/build.ninja
@@ -82,6 +84,14 @@ torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.nin
 	@UNLOAD_ROUNDS=100 build-asan/bin/unload_test
 	@echo "=== Under the thread sanitizer, 100 times"
 	@UNLOAD_ROUNDS=100 build-tsan/bin/unload_test
+
+# Every test once more, counting lines; then faults, one at a time.
+coverage: test-deps build-coverage/build.ninja
+	@cmake --build build-coverage -j $(JOBS) --target tests_all
+	@python3 tests/coverage.py build-coverage
+
+faults: test-deps
+	@python3 tests/faults/seed.py build-faults
 
 bench: bench-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks

@@ -1,7 +1,7 @@
 """The scales: runs the benchmark programs of a build and prints what they find as one table, each
 figure beside its floor or peer of the same run and beside what it is to reach.
 
-    bench/scales.py build [--json FILE] [--quick] [--only WORD]
+    bench/scales.py build [--json FILE] [--markdown] [--quick] [--only WORD]
 """
 import argparse
 import json
@@ -199,9 +199,16 @@ def cells(line):
             f"{line.value:.2f} x" if line.is_ratio else "", wanted, verdict]
 
 
+HEAD = ["what", "figure", "beside", "its figure", "ratio", "to reach", ""]
+
+
+def print_markdown(lines):
+    for row in [HEAD, ["---"] * len(HEAD), *map(cells, lines)]:
+        print(f"| {' | '.join(row)} |")
+
+
 def print_table(lines):
-    rows = [["what", "figure", "beside", "its figure", "ratio", "to reach", ""]]
-    rows += [cells(line) for line in lines]
+    rows = [HEAD, *map(cells, lines)]
     widths = [max(len(row[i]) for row in rows) for i in range(len(rows[0]))]
     for row in rows:
         print("  ".join(cell.rjust(width) if i in (1, 3, 4) else cell.ljust(width)
@@ -212,6 +219,7 @@ def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("build", help="the build folder")
     parser.add_argument("--json", metavar="FILE", help="write the lines there too")
+    parser.add_argument("--markdown", action="store_true", help="print the table for a document")
     parser.add_argument("--quick", action="store_true", help="one repetition, short rests")
     parser.add_argument("--only", metavar="WORD", default="",
                         help="one part: remote, process, growth, time or rest")
@@ -223,7 +231,7 @@ def main():
     lines = [line for name, part in parts.items() if options.only in name for line in part()]
     if not lines:
         sys.exit(f"no part of the scales is called {options.only!r}; there are {', '.join(parts)}")
-    print_table(lines)
+    (print_markdown if options.markdown else print_table)(lines)
     if options.json:
         with open(options.json, "w", encoding="utf-8") as file:
             json.dump([{**asdict(line), "is_reached": line.is_reached} for line in lines], file,

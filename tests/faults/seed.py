@@ -51,7 +51,7 @@ def test(tree, fault):
         return ["(it hung)"]
     if done.returncode == 0:
         return []
-    return sorted(set(re.findall(r"^\[  FAILED  \] (\w\S*\.\S+)", done.stdout, re.M))) or ["(died)"]
+    return sorted(set(re.findall(r"^\[  FAILED  \] (\w[^\s,]*\.[^\s,]+)", done.stdout, re.M))) or ["(died)"]
 
 
 def verdict(tree, fault):
