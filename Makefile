@@ -10,7 +10,7 @@ BENCH_ARGS ?=
 CTEST_ARGS ?=
 TARGETS ?= tests_all
 
-.PHONY: help run build python test test-asan test-tsan torture bench format clean deps python-deps \
+.PHONY: help run build python test test-asan test-tsan torture fuzz bench format clean deps python-deps \
   test-deps
 .NOTPARALLEL:
 .DEFAULT_GOAL := help
@@ -24,6 +24,7 @@ help:
 	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
 	@echo "make torture   the long runs: 1,000 times all modules away and back, 100 under each sanitizer"
+	@echo "make fuzz      hostile input, a minute a target; FUZZ_ARGS='--inputs 1000000' for the long run"
 	@echo "make bench     the speed tables"
 	@echo "make format    clang-format every source file in place"
 	@echo "make clean     remove every build folder"
@@ -38,7 +39,7 @@ test-deps:
 	@tools/install-deps test
 
 # Configures once; from then on Ninja notices by itself when CMake files change.
-build/build.ninja build-asan/build.ninja build-tsan/build.ninja: | deps
+build/build.ninja build-asan/build.ninja build-tsan/build.ninja build-fuzz/build.ninja: | deps
 	@cmake --preset $(if $(findstring -,$(@D)),$(subst build-,,$(@D)),release) $(CMAKE_ARGS)
 
 build: deps build/build.ninja
@@ -78,6 +79,12 @@ torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.nin
 	@UNLOAD_ROUNDS=100 build-asan/bin/unload_test
 	@echo "=== Under the thread sanitizer, 100 times"
 	@UNLOAD_ROUNDS=100 build-tsan/bin/unload_test
+
+# Its findings end the run; see fuzz/README.md.
+FUZZ_ARGS ?=
+fuzz: test-deps build-fuzz/build.ninja
+	@cmake --build build-fuzz -j $(JOBS) --target fuzzers
+	@python3 fuzz/run.py build-fuzz $(FUZZ_ARGS)
 
 bench: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks

@@ -12,6 +12,10 @@ if(TAVRO_SANITIZE)
     add_compile_options(-Wno-maybe-uninitialized)
   endif()
 endif()
+# What the fuzzer learns its way by; the runtime that reads it is linked into the fuzz targets alone.
+if(TAVRO_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()
 # Clang with a sanitizer leaves its runtime's symbols open in shared libraries.
 if(NOT (TAVRO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
   add_link_options(-Wl,--no-undefined)
