@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <cmath>
+#include <initializer_list>
+#include <string_view>
 
 #include "hardware/leds/test/support/leds_access.h"
 
@@ -10,21 +12,27 @@ namespace {
 
 using HB::LedsAccess;
 
+std::string joined(std::initializer_list<std::string_view> parts) {
+  std::string text;
+  for (const auto part : parts) text += part;
+  return text;
+}
+
 std::string tableFault(LedsAccess& in) {
   const auto& infos = in.fDeviceInfos();
   for (const auto* table : {&in.fLedNameToDevices(), &in.fGroupToDevices()}) {
     for (const auto& [name, devices] : *table) {
-      if (devices.empty()) return "'" + name + "' has no device";
+      if (devices.empty()) return joined({name, " has no device"});
       for (const auto& device : devices) {
-        if (!infos.contains(device))
-          return "'" + name + "' has the unknown device '" + device + "'";
+        if (!infos.contains(device)) return joined({name, " has the unknown device ", device});
       }
     }
   }
   for (const auto& [group, devices] : in.fGroupToDevices()) {
     if (group.empty()) return "a group has no name";
     for (const auto& device : devices) {
-      if (!infos.at(device)->groups.contains(group)) return device + " does not know " + group;
+      if (!infos.at(device)->groups.contains(group))
+        return joined({device, " does not know ", group});
     }
   }
   return "";
@@ -39,7 +47,7 @@ std::string deviceFault(LedsAccess& in) {
       const bool isIn = found != groups.end() && found->second.contains(name);
       const auto led = leds.find(group);
       const bool isLed = led != leds.end() && led->second.contains(name);
-      if (!isIn && !isLed) return name + " takes itself for one of " + group;
+      if (!isIn && !isLed) return joined({name, " takes itself for one of ", group});
     }
     const float ratio = info->intensityRatio;
     if (!std::isnan(ratio) && !(ratio >= 0.4F && ratio <= 1)) return name + " has a wrong ratio";

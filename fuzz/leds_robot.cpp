@@ -146,10 +146,12 @@ void LedsRobot::call(const Call& call) {
 }
 
 void LedsRobot::settle() {
-  for (const char* still :
-       {"_stopEyesRotationASR", "_stopEarsRotationASR", "_stopPassiveBlinking"}) {
-    xDrive([&] { fService.call(still); });
-  }
+  xDrive([&] {
+    for (const char* still :
+         {"_stopEyesRotationASR", "_stopEarsRotationASR", "_stopPassiveBlinking"}) {
+      fService.call(still);
+    }
+  });
   // A blink with its shadow, and the fades that are under way.
   xAdvance(std::chrono::seconds(5));
   HB::LedsAccess in(*fLeds);

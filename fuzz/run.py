@@ -11,7 +11,7 @@ import sys
 HERE = os.path.dirname(os.path.abspath(__file__))
 TARGETS = ("model", "wire", "words", "calls")
 # Longer inputs than these show nothing new and cost time.
-LONGEST = {"model": 4096, "wire": 2048, "words": 512, "calls": 160}
+LONGEST = {"model": 4096, "wire": 2048, "words": 512, "calls": 64}
 
 
 def run(build, name, seconds, inputs):
@@ -42,7 +42,7 @@ def main():
     parser.add_argument("--seconds", type=int, default=60)
     parser.add_argument("--inputs", type=int, help="instead of a time")
     parser.add_argument("targets", nargs="*", metavar="TARGET", help=" ".join(TARGETS))
-    args = parser.parse_args()
+    args = parser.parse_intermixed_args()
     unknown = sorted(set(args.targets) - set(TARGETS))
     if unknown:
         parser.error("no such target: %s; there are %s" % (", ".join(unknown), ", ".join(TARGETS)))
