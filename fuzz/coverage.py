@@ -28,7 +28,7 @@ def tool(*words):
 
 
 def measure(name):
-    """(lines reached, lines) of the target's sources, and the same by file."""
+    """{file: (lines reached, lines)} of the target's sources."""
     raw, merged = os.path.join(BUILD, name + "-raw"), os.path.join(BUILD, name + ".profdata")
     shutil.rmtree(raw, ignore_errors=True)
     learnt = os.path.join(ROOT, "build-fuzz", "corpus", name)
@@ -41,22 +41,23 @@ def measure(name):
     libraries = [os.path.join(BUILD, "lib", one) for one in sorted(os.listdir(os.path.join(BUILD, "lib")))
                  if one.endswith(".so")]
     objects = [word for library in libraries for word in ("-object", library)]
-    paths = [os.path.join(ROOT, source) for source in SOURCES[name]]
     report = json.loads(tool("llvm-cov-14", "export", "-summary-only", "-instr-profile", merged, program,
-                             *objects, *paths))["data"][0]
-    files = {os.path.relpath(one["filename"], ROOT): one["summary"]["lines"] for one in report["files"]
-             if "/test/" not in one["filename"]}
-    return {path: (lines["covered"], lines["count"]) for path, lines in sorted(files.items())}
+                             *objects))["data"][0]
+    files = {os.path.relpath(one["filename"], ROOT): one["summary"]["lines"] for one in report["files"]}
+    aimed = tuple(SOURCES[name])
+    return {path: (lines["covered"], lines["count"]) for path, lines in sorted(files.items())
+            if path in aimed or path.startswith(tuple(source + "/" for source in aimed))}
 
 
 def main():
     parser = argparse.ArgumentParser(description=__doc__)
     parser.add_argument("--least", type=float, default=80, help="percent of lines; less is a failure")
+    parser.add_argument("build", nargs="*", help="words for cmake --build, such as -- -j1")
     args = parser.parse_args()
     targets = ["fuzz_%s_replay" % name for name in SOURCES]
     if not os.path.exists(os.path.join(BUILD, "build.ninja")):
         subprocess.run(["cmake", "--preset", "coverage"], cwd=ROOT, check=True)
-    subprocess.run(["cmake", "--build", BUILD, "--target", *targets], cwd=ROOT, check=True)
+    subprocess.run(["cmake", "--build", BUILD, *args.build, "--target", *targets], cwd=ROOT, check=True)
     failed = False
     for name in SOURCES:
         files = measure(name)
