@@ -216,6 +216,18 @@ TEST_F(MotionFault, ThatIsDeadHoldsItsCallersAndNobodyElse) {
   std::cout << "measured: dead: the longest of five other calls together " << others << " ms\n";
 }
 
+TEST_F(MotionFault, ThatIsDeadLetsACallGoWhoseClientHasGivenUp) {
+  fClient.setFault("dead", 0);
+  const auto client = remote::RobotClient::connect(fRobot.address());
+  remote::CallOptions options;
+  options.timeout = 200ms;
+  const HBValue::List args{"FaceLeds"};
+  EXPECT_THROW(client->call("HBLeds", "on", args, options), remote::RemoteError);
+  EXPECT_TRUE(eventually([&] { return client->calls().running.empty(); }));
+  // Nobody holds the lock any more that this one takes exclusively.
+  EXPECT_NO_THROW(fClient.leds("createGroup", {"Mine", HBValue::list({"EarLeds"})}));
+}
+
 TEST_F(MotionFault, ThatIsDeadCanBeReplacedByOneThatLives) {
   fClient.setFault("dead", 0);
   auto held = inBackground("on", {"FaceLeds"});
