@@ -10,7 +10,7 @@ BENCH_ARGS ?=
 CTEST_ARGS ?=
 TARGETS ?= tests_all
 
-.PHONY: help run build python test test-asan test-tsan torture fuzz bench format clean deps python-deps \
+.PHONY: help run build python test test-asan test-tsan torture bench format clean deps python-deps \
   test-deps
 .NOTPARALLEL:
 .DEFAULT_GOAL := help
@@ -22,9 +22,9 @@ help:
 	@echo "make python    the Python package, in build/python"
 	@echo "make test      build everything and run every test"
 	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
+	@echo "make fuzz      hostile input, a minute a target; FUZZ_ARGS='--inputs 1000000' for the long run"
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
 	@echo "make torture   the long runs: 1,000 times all modules away and back, 100 under each sanitizer"
-	@echo "make fuzz      hostile input, a minute a target; FUZZ_ARGS='--inputs 1000000' for the long run"
 	@echo "make bench     the speed tables"
 	@echo "make format    clang-format every source file in place"
 	@echo "make clean     remove every build folder"
@@ -39,7 +39,7 @@ test-deps:
 	@tools/install-deps test
 
 # Configures once; from then on Ninja notices by itself when CMake files change.
-build/build.ninja build-asan/build.ninja build-tsan/build.ninja build-fuzz/build.ninja: | deps
+build/build.ninja build-asan/build.ninja build-tsan/build.ninja: | deps
 	@cmake --preset $(if $(findstring -,$(@D)),$(subst build-,,$(@D)),release) $(CMAKE_ARGS)
 
 build: deps build/build.ninja
@@ -67,6 +67,15 @@ test-tsan: test-deps build-tsan/build.ninja
 	@cmake --build build-tsan -j $(JOBS) --target tests_tsan
 	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan $(CTEST_ARGS)
 
+# New hostile input; what it finds ends the run, see fuzz/README.md.
+FUZZ_ARGS ?=
+.PHONY: fuzz
+build-fuzz/build.ninja: | deps
+	@cmake --preset fuzz $(CMAKE_ARGS)
+fuzz: test-deps build-fuzz/build.ninja
+	@cmake --build build-fuzz -j $(JOBS) --target fuzzers
+	@python3 fuzz/run.py build-fuzz $(FUZZ_ARGS)
+
 # What takes too long for every day, straight from the programs, so that each shows how it goes on.
 TORTURE_ROUNDS ?= 1000
 torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.ninja
@@ -79,12 +88,6 @@ torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.nin
 	@UNLOAD_ROUNDS=100 build-asan/bin/unload_test
 	@echo "=== Under the thread sanitizer, 100 times"
 	@UNLOAD_ROUNDS=100 build-tsan/bin/unload_test
-
-# Its findings end the run; see fuzz/README.md.
-FUZZ_ARGS ?=
-fuzz: test-deps build-fuzz/build.ninja
-	@cmake --build build-fuzz -j $(JOBS) --target fuzzers
-	@python3 fuzz/run.py build-fuzz $(FUZZ_ARGS)
 
 bench: test-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks

@@ -12,11 +12,15 @@ if(TAVRO_SANITIZE)
     add_compile_options(-Wno-maybe-uninitialized)
   endif()
 endif()
-# What the fuzzer learns its way by; the runtime that reads it is linked into the fuzz targets alone.
-if(TAVRO_FUZZ)
-  add_compile_options(-fsanitize=fuzzer-no-link)
+if(TAVRO_COVERAGE)
+  add_compile_options(-fprofile-instr-generate -fcoverage-mapping)
+  add_link_options(-fprofile-instr-generate)
 endif()
 # Clang with a sanitizer leaves its runtime's symbols open in shared libraries.
 if(NOT (TAVRO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
   add_link_options(-Wl,--no-undefined)
+endif()
+# What the fuzzer learns its way by; the runtime that reads it is linked into the fuzz targets alone.
+if(TAVRO_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
 endif()
