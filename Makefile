@@ -22,6 +22,7 @@ help:
 	@echo "make python    the Python package, in build/python"
 	@echo "make test      build everything and run every test"
 	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
+	@echo "make fuzz      hostile input, a minute a target; FUZZ_ARGS='--inputs 1000000' for the long run"
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
 	@echo "make torture   the long runs: 1,000 times all modules away and back, 100 under each sanitizer"
 	@echo "make coverage  which lines the tests run"
@@ -71,6 +72,15 @@ test-tsan torture: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
 test-tsan: test-deps build-tsan/build.ninja
 	@cmake --build build-tsan -j $(JOBS) --target tests_tsan
 	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan $(CTEST_ARGS)
+
+# New hostile input; what it finds ends the run, see fuzz/README.md.
+FUZZ_ARGS ?=
+.PHONY: fuzz
+build-fuzz/build.ninja: | deps
+	@cmake --preset fuzz $(CMAKE_ARGS)
+fuzz: test-deps build-fuzz/build.ninja
+	@cmake --build build-fuzz -j $(JOBS) --target fuzzers
+	@python3 fuzz/run.py build-fuzz $(FUZZ_ARGS)
 
 # What takes too long for every day, straight from the programs, so that each shows how it goes on.
 TORTURE_ROUNDS ?= 1000

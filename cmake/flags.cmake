@@ -20,3 +20,7 @@ endif()
 if(NOT (TAVRO_SANITIZE AND CMAKE_CXX_COMPILER_ID STREQUAL "Clang"))
   add_link_options(-Wl,--no-undefined)
 endif()
+# What the fuzzer learns its way by; the runtime that reads it is linked into the fuzz targets alone.
+if(TAVRO_FUZZ)
+  add_compile_options(-fsanitize=fuzzer-no-link)
+endif()

@@ -75,13 +75,16 @@ void toWireType(const xo::Type& type, WireType* wire) {
   if (!type.element.empty()) toWireType(type.element.front(), wire->mutable_element());
 }
 
-/// A kind that a newer robot may have is read as "value": whoever calls lets the robot judge.
+/// What makes no sense here, a kind that a newer robot may have or a list of nothing, is read as
+/// "value": whoever calls lets the robot judge.
 xo::Type fromWireType(const WireType& wire) {
   xo::Type type{xo::Type::Kind::kValue, {}};
   for (const auto& [kind, wireKind] : kKinds) {
     if (wireKind == wire.kind()) type.kind = kind;
   }
-  if (wire.has_element()) type.element.push_back(fromWireType(wire.element()));
+  if (type.kind != xo::Type::Kind::kList && type.kind != xo::Type::Kind::kFuture) return type;
+  if (!wire.has_element()) return {xo::Type::Kind::kValue, {}};
+  type.element.push_back(fromWireType(wire.element()));
   return type;
 }
 

@@ -139,6 +139,13 @@ TEST(Convert, EveryTypeOfASignatureComesBack) {
   EXPECT_FALSE(back.doc.returns);
 }
 
+TEST(Convert, AListOrFutureOfNothingIsReadAsAnyValue) {
+  tavro::v1::Method wire;
+  wire.mutable_signature()->add_params()->set_kind(tavro::v1::Type::KIND_LIST);
+  wire.mutable_signature()->mutable_result()->set_kind(tavro::v1::Type::KIND_FUTURE);
+  EXPECT_EQ(fromWire(wire).signature.text(), "(value) -> value");
+}
+
 TEST(Utf8, TellsWellFormedTextFromTheRest) {
   for (const std::string good : {"", "plain", "\xC3\xBC", "\xE2\x82\xAC", "\xF0\x9F\x91\x80",
                                  "\xEF\xBF\xBD", "\xF4\x8F\xBF\xBF"}) {

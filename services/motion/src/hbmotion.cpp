@@ -63,6 +63,7 @@ HBMotion::HBMotion(std::shared_ptr<HBBroker> broker)
       fKeys(xReadKeys()),
       fLoop(xMakeLoop()) {
   xPublish();
+  xPublishFault();
 }
 
 HBMotion::~HBMotion() { shutDown(); }
@@ -135,9 +136,34 @@ void HBMotion::xPublish() {
   advertiseMethod(this, &HBMotion::getLEDStates);
 }
 
+void HBMotion::xPublishFault() {
+  functionName(
+      "_setFault", kName,
+      "Simulates a motion service that is not well, to see what the robot does then. Only "
+      "_animateLEDs suffers; movements under way go on. Replaces the fault before it; what "
+      "waits for that one goes on at once.");
+  addParam(
+      "kind",
+      "One of \"none\", \"dead\" (nothing is answered until the fault is lifted; a caller that "
+      "is asked to stop meanwhile gets a runtime_error), \"slow\" (each call takes so many "
+      "seconds longer), \"failing\" (of so many calls the last is refused with a "
+      "runtime_error), \"flapping\" (for so many seconds every call is refused, for as long "
+      "all is well, and so on).");
+  addParam(
+      "amount",
+      "Seconds of \"slow\" (0 to 60) and of \"flapping\" (0.01 to 3600), a whole number of calls "
+      "for \"failing\"; of no meaning for the others. Anything else is refused "
+      "(invalid_argument).");
+  addMethodExample("python", "proxy._setFault(\"slow\", 5.0)\nproxy._setFault(\"none\", 0.0)");
+  advertiseMethod(this, &HBMotion::setFault);
+}
+
+void HBMotion::setFault(const std::string& kind, const float& amount) { fFault.set(kind, amount); }
+
 void HBMotion::animateLEDs(const std::vector<std::string>& keys,
                            const std::vector<std::vector<float>>& times,
                            const std::vector<std::vector<float>>& values) {
+  fFault.strike();
   if (keys.size() != times.size() || keys.size() != values.size()) {
     refuse("_animateLEDs", std::to_string(keys.size()) + " keys, but " +
                                std::to_string(times.size()) + " lists of times and " +

@@ -10,6 +10,7 @@
 #include "framework/hb/hb_module.h"
 #include "services/motion/src/key_table.h"
 #include "services/motion/src/motion_loop.h"
+#include "services/motion/src/simulated_fault.h"
 
 namespace HB {
 
@@ -28,14 +29,17 @@ class HBMotion : public HBModule {
   std::vector<std::string> listLEDs() const;
   /// [asked, now, target, seconds left] for each key.
   std::vector<std::vector<float>> getLEDStates(const std::vector<std::string>& keys) const;
+  void setFault(const std::string& kind, const float& amount);
 
  private:
   void xPublish();
+  void xPublishFault();
   std::vector<std::string> xReadKeys() const;
   std::unique_ptr<MotionLoop> xMakeLoop();
 
   const std::shared_ptr<HBMemoryProxy> fMemory;
   const KeyTable fKeys;
+  SimulatedFault fFault;
   const std::unique_ptr<MotionLoop> fLoop;
 };
 
