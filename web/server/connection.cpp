@@ -26,7 +26,7 @@ Connection::Connection(House& house, const Front& front, Visitors& visitors, Str
 void Connection::start() {
   if (!fStream.isTls()) return read();
   fStream.tcp().expires_after(fHouse.patience.request);
-  fStream.handshake([me = self()](const beast::error_code& error) {
+  fStream.handshake(net::ssl::stream_base::server, [me = self()](const beast::error_code& error) {
     if (error) return me->cut();
     me->read();
   });
