@@ -24,8 +24,8 @@ const std::string kTokenText = "0123456789abcdef-operator";
 /// The last listener counts.
 std::vector<std::string> robotAt(const std::string& listen, const std::string& socket,
                                  const std::vector<std::string>& more) {
-  std::vector<std::string> command{tavroProgram(), "--model",  kVanto, "--listen",
-                                   listen,         "--socket", socket};
+  std::vector<std::string> command{tavroProgram(), "--model", kVanto,   "--listen", listen,
+                                   "--socket",     socket,    "--page", "none"};
   command.insert(command.end(), more.begin(), more.end());
   return command;
 }

@@ -210,7 +210,7 @@ TEST(Tavro, SaysThatItsPortIsTaken) {
   const Robot first;
   const TemporaryFolder folder;
   const auto ended = run({tavroProgram(), "--model", kVanto, "--listen", first.address(),
-                          "--socket", folder.file("s"), "--log-level", "silent"});
+                          "--socket", folder.file("s"), "--page", "none", "--log-level", "silent"});
   EXPECT_EQ(ended.status, 1);
   EXPECT_THAT(ended.err, AllOf(StartsWith("tavro: "), HasSubstr(first.address())));
   EXPECT_EQ(linesOf(ended.err), 1);
@@ -228,8 +228,8 @@ TEST(Tavro, SaysThatItsSocketIsTaken) {
 TEST(Tavro, RefusesAddressesThatAreNotOfThisMachine) {
   const TemporaryFolder folder;
   for (const char* address : {"0.0.0.0:0", "192.0.2.1:0", "[::]:0", "nonsense"}) {
-    const auto ended =
-        run({tavroProgram(), "--model", kVanto, "--listen", address, "--socket", folder.file("s")});
+    const auto ended = run({tavroProgram(), "--model", kVanto, "--listen", address, "--socket",
+                            folder.file("s"), "--page", "none"});
     EXPECT_EQ(ended.status, 1) << address;
     EXPECT_THAT(ended.err, HasSubstr(address));
   }

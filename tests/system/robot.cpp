@@ -10,8 +10,8 @@ std::string testModule(const std::string& name) {
 
 std::vector<std::string> robotCommand(const std::string& model, const std::string& socket,
                                       const std::vector<std::string>& more) {
-  std::vector<std::string> command{tavroProgram(), "--model",  model, "--listen",
-                                   "127.0.0.1:0",  "--socket", socket};
+  std::vector<std::string> command{tavroProgram(), "--model", model,    "--listen", "127.0.0.1:0",
+                                   "--socket",     socket,    "--page", "none"};
   command.insert(command.end(), more.begin(), more.end());
   return command;
 }
