@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <map>
 #include <stdexcept>
-#include <thread>
 
 #include "remote/client/address.h"
 #include "tavro/log_sink.h"
@@ -150,12 +149,12 @@ void Robot::requestStop() {
 }
 
 void Robot::xStopServing() {
-  // Both at once: each gives what it runs the whole time.
-  std::thread page([this] {
-    if (fPage) fPage->stop(kStopPatience);
-  });
+  const auto end = std::chrono::steady_clock::now() + kStopPatience;
+  if (fPage) fPage->stop(std::chrono::milliseconds::zero());  // asks; both have the same time
   fServer.stop(kStopPatience);
-  page.join();
+  const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+      end - std::chrono::steady_clock::now());
+  if (fPage) fPage->stop(std::max(left, std::chrono::milliseconds::zero()));
 }
 
 bool Robot::xLoadModules() {

@@ -103,7 +103,7 @@ TEST_F(HttpTest, ARequestNamesOneHost) {
   EXPECT_EQ(statusOf(exchangeRaw(fPage.port(), "GET / HTTP/1.1\r\nConnection: close\r\n\r\n")),
             "HTTP/1.1 400");
   EXPECT_EQ(statusOf(ask("GET /", "Host: " + host() + "\r\n")), "HTTP/1.1 400");
-  EXPECT_EQ(statusOf(exchangeRaw(fPage.port(), "GET / HTTP/1.0\r\n\r\n")), "HTTP/1.1 400");
+  EXPECT_EQ(statusOf(exchangeRaw(fPage.port(), "GET / HTTP/1.0\r\n\r\n")), "HTTP/1.0 400");
 }
 
 TEST_F(HttpTest, AnotherOriginIsForbidden) {

@@ -62,12 +62,12 @@ TEST_F(OpsTest, AMethodIsDescribedByItsSignatureAndNamedByPosition) {
   const Json service = fPage.connect().ask({{"op", "describe"}, {"service", "Test"}})["service"];
   EXPECT_EQ(service["name"], "Test");
   EXPECT_EQ(service["description"], "For tests.");
-  const Json add = Json::parse(R"({
+  const Json add = Json::parse(R"json({
       "name": "add", "signature": "(int, int) -> int", "description": "Adds two numbers.",
       "parameters": [{"name": "one", "type": "int", "description": "The first."},
                      {"name": "", "type": "int", "description": ""}],
       "result": {"type": "int", "name": "sum", "description": "Both."},
-      "examples": [{"language": "python", "text": "proxy.add(1, 2)"}], "returnsFuture": false})");
+      "examples": [{"language": "python", "text": "proxy.add(1, 2)"}], "returnsFuture": false})json");
   EXPECT_EQ(service["methods"][0], add);
   EXPECT_EQ(service["methods"].back()["name"], "later");
   EXPECT_EQ(service["methods"].back()["returnsFuture"], true);
