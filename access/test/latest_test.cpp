@@ -77,11 +77,10 @@ class RememberedTest : public testing::Test {
  protected:
   RememberedTest() {
     xo::ObjectBuilder builder;
-    builder.add(xo::makeMethod<int(int)>({"twice", "", {}, {}, {}}, [](int value) {
-      return 2 * value;
-    }));
-    builder.add(xo::makeMethod<void()>({"fail", "", {}, {}, {}},
-                                       [] { throw std::runtime_error("no"); }));
+    builder.add(
+        xo::makeMethod<int(int)>({"twice", "", {}, {}, {}}, [](int value) { return 2 * value; }));
+    builder.add(
+        xo::makeMethod<void()>({"fail", "", {}, {}, {}}, [] { throw std::runtime_error("no"); }));
     builder.add(xo::makeMethod<int()>({"origin", "", {}, {}, {}}, [] {
       return static_cast<int>(xo::CallScope::currentOrigin());
     }));

@@ -101,9 +101,7 @@ void Socket::send(std::string message) {
   if (!fIsWriting) write();
 }
 
-void Socket::goodbye(const std::string& why) {
-  endWith(why, websocket::close_code::policy_error);
-}
+void Socket::goodbye(const std::string& why) { endWith(why, websocket::close_code::policy_error); }
 
 void Socket::endWith(const std::string& why, websocket::close_code code) {
   if (fIsClosing || fIsOver) return;

@@ -32,8 +32,8 @@ TEST_F(CallsTest, AValueComesWithTheTimeItTook) {
 
 TEST_F(CallsTest, ArgumentsMayBeLeftOutWhereThereAreNone) {
   auto client = fPage.connect();
-  EXPECT_TRUE(client.ask({{"op", "call"}, {"service", "Test"}, {"method", "nothing"}})
-                  .contains("value"));
+  EXPECT_TRUE(
+      client.ask({{"op", "call"}, {"service", "Test"}, {"method", "nothing"}}).contains("value"));
 }
 
 TEST_F(CallsTest, EveryFormOfValueGoesThereAndBack) {
@@ -82,8 +82,11 @@ TEST_F(CallsTest, WhatExceedsALimitIsRefusedByName) {
 
 TEST_F(CallsTest, TextThatIsNotUtf8AndListsWithoutEndComeAsFarAsJsonCan) {
   auto client = fPage.connect();
-  EXPECT_EQ(client.call("Test", "broken")["value"], "a\xEF\xBF\xBD" "b");
-  EXPECT_EQ(client.call("Test", "deep")["error"]["text"], "A value is nested too deeply for the page");
+  EXPECT_EQ(client.call("Test", "broken")["value"],
+            "a\xEF\xBF\xBD"
+            "b");
+  EXPECT_EQ(client.call("Test", "deep")["error"]["text"],
+            "A value is nested too deeply for the page");
 }
 
 TEST_F(CallsTest, AFutureIsToldAtOnceAndItsValueLater) {

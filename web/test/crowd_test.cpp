@@ -48,11 +48,8 @@ class Glutton {
  public:
   explicit Glutton(const TestPage& page) : fClient(page.port(), manner()) {
     fClient.hello("glutton");
-    const std::string text = textOf({{"op", "call"},
-                                     {"service", "Test"},
-                                     {"method", "text"},
-                                     {"args", {kBytes}},
-                                     {"id", 1}});
+    const std::string text = textOf(
+        {{"op", "call"}, {"service", "Test"}, {"method", "text"}, {"args", {kBytes}}, {"id", 1}});
     fText = text.substr(0, text.find("\"id\":1"));
     fRest = text.substr(fText.size() + 6);
   }

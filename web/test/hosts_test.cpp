@@ -18,8 +18,8 @@ TEST(Hosts, AreNumbersLocalhostThisMachineAndWhatWasGiven) {
   const Hosts hosts("robot.example", 5481, false);
   for (const std::string host :
        {std::string("127.0.0.1"), std::string("192.0.2.7"), std::string("[::1]"),
-        std::string("localhost"), std::string("LocalHost"), std::string("robot.example"),
-        ownName(), ownName() + ".local"}) {
+        std::string("localhost"), std::string("LocalHost"), std::string("robot.example"), ownName(),
+        ownName() + ".local"}) {
     EXPECT_TRUE(hosts.isOurs(host + ":5481")) << host;
   }
 }
@@ -28,9 +28,9 @@ TEST(Hosts, OfSomebodyElseAreNot) {
   const Hosts hosts("127.0.0.1", 5481, false);
   for (const char* host :
        {"evil.example:5481", "localhost.evil.example:5481", "127.0.0.1.evil.example:5481",
-        "127.0.0.1", "127.0.0.1:80", "127.0.0.1:54811", "127.0.0.1:", ":5481", "", "localhost:05481",
-        "localhost:5481:5481", "evil.example:80@127.0.0.1:5481", "[::1:5481", "::1:5481",
-        "[evil.example]:5481", " 127.0.0.1:5481", "2130706433:5481", "0x7f.1:5481"}) {
+        "127.0.0.1", "127.0.0.1:80", "127.0.0.1:54811", "127.0.0.1:", ":5481", "",
+        "localhost:05481", "localhost:5481:5481", "evil.example:80@127.0.0.1:5481", "[::1:5481",
+        "::1:5481", "[evil.example]:5481", " 127.0.0.1:5481", "2130706433:5481", "0x7f.1:5481"}) {
     EXPECT_FALSE(hosts.isOurs(host)) << host;
   }
 }
@@ -50,7 +50,8 @@ TEST(Hosts, OwnOriginIsSchemeAndHostExactly) {
                              "http://evil.example", "http://127.0.0.1:5480", "127.0.0.1:5481"}) {
     EXPECT_FALSE(plain.isOwnOrigin(origin, "127.0.0.1:5481")) << origin;
   }
-  EXPECT_TRUE(Hosts("127.0.0.1", 5481, true).isOwnOrigin("https://127.0.0.1:5481", "127.0.0.1:5481"));
+  EXPECT_TRUE(
+      Hosts("127.0.0.1", 5481, true).isOwnOrigin("https://127.0.0.1:5481", "127.0.0.1:5481"));
 }
 
 }  // namespace

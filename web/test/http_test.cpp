@@ -51,9 +51,9 @@ TEST_F(HttpTest, EveryAnswerKeepsTheHeadersThatMakeItSafe) {
 }
 
 TEST_F(HttpTest, HeadTellsTheLengthAndSendsNothing) {
-  EXPECT_THAT(ask("HEAD /robot.js"),
-              AllOf(StartsWith("HTTP/1.1 200"), HasSubstr("Content-Length: 23\r\n"),
-                    EndsWith("\r\n\r\n")));
+  EXPECT_THAT(
+      ask("HEAD /robot.js"),
+      AllOf(StartsWith("HTTP/1.1 200"), HasSubstr("Content-Length: 23\r\n"), EndsWith("\r\n\r\n")));
 }
 
 TEST_F(HttpTest, AFileThatTheBrowserHasIsNotSentAgain) {
@@ -69,11 +69,26 @@ TEST_F(HttpTest, AFileThatTheBrowserHasIsNotSentAgain) {
 
 TEST_F(HttpTest, NoPathLeavesTheListOfFiles) {
   fPage.folder.write("secret.txt", "secret");
-  for (const char* path :
-       {"/..", "/../etc/passwd", "/%2e%2e/etc/passwd", "/..%2f..%2fetc/passwd", "//etc/passwd",
-        "/etc/passwd", "/.", "/./robot.js", "/robot.js/", "/robot.js/..", "/robot.js%00", "/secret.txt",
-        "/ROBOT.JS", "http://127.0.0.1/robot.js", "robot.js", "*", "/\\..\\robot.js", "/index.html/x",
-        "/robot.js#x", "/%72obot.js"}) {
+  for (const char* path : {"/..",
+                           "/../etc/passwd",
+                           "/%2e%2e/etc/passwd",
+                           "/..%2f..%2fetc/passwd",
+                           "//etc/passwd",
+                           "/etc/passwd",
+                           "/.",
+                           "/./robot.js",
+                           "/robot.js/",
+                           "/robot.js/..",
+                           "/robot.js%00",
+                           "/secret.txt",
+                           "/ROBOT.JS",
+                           "http://127.0.0.1/robot.js",
+                           "robot.js",
+                           "*",
+                           "/\\..\\robot.js",
+                           "/index.html/x",
+                           "/robot.js#x",
+                           "/%72obot.js"}) {
     EXPECT_THAT(statusOf(ask(std::string("GET ") + path)),
                 testing::AnyOf("HTTP/1.1 404", "HTTP/1.1 400"))
         << path;
@@ -90,10 +105,9 @@ TEST_F(HttpTest, OnlyGetAndHeadAreAnswered) {
 
 TEST_F(HttpTest, AnotherHostIsMisdirectedWhateverItAsksFor) {
   for (const char* path : {"/", "/socket", "/nothing"}) {
-    const std::string answer =
-        exchangeRaw(fPage.port(), std::string("GET ") + path +
-                                      " HTTP/1.1\r\nHost: evil.example:" +
-                                      std::to_string(fPage.port()) + "\r\nConnection: close\r\n\r\n");
+    const std::string answer = exchangeRaw(
+        fPage.port(), std::string("GET ") + path + " HTTP/1.1\r\nHost: evil.example:" +
+                          std::to_string(fPage.port()) + "\r\nConnection: close\r\n\r\n");
     EXPECT_EQ(statusOf(answer), "HTTP/1.1 421") << path;
     EXPECT_THAT(answer, Not(HasSubstr("Robot</title>")));
   }
@@ -179,7 +193,8 @@ TEST(Http, AConnectionThatAsksNothingIsClosed) {
   page.patience.request = std::chrono::milliseconds(50);
   page.serve();
   EXPECT_EQ(exchangeRaw(page.port(), ""), "");
-  EXPECT_EQ(exchangeRaw(page.port(), "GET / HTTP/1.1\r\nHost:"), "") << "nor one that stops halfway";
+  EXPECT_EQ(exchangeRaw(page.port(), "GET / HTTP/1.1\r\nHost:"), "")
+      << "nor one that stops halfway";
   EXPECT_TRUE(comesTrue([&] { return page.server->connections() == 0; }));
 }
 

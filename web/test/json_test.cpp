@@ -40,8 +40,8 @@ std::string nested(std::size_t depth) {
 
 TEST(ParseObject, TakesObjectsAlone) {
   EXPECT_EQ(faultOf(R"({"id":1})"), "none");
-  for (const char* text : {"", "{", "{\"id\":1", "nonsense", "{\"id\":1}x", "{'id':1}", "{\"a\":NaN}",
-                           "{\"a\":01}", "{\"a\":1e999}", "\xff"}) {
+  for (const char* text : {"", "{", "{\"id\":1", "nonsense", "{\"id\":1}x", "{'id':1}",
+                           "{\"a\":NaN}", "{\"a\":01}", "{\"a\":1e999}", "\xff"}) {
     EXPECT_EQ(faultOf(text), "A message must be JSON") << text;
   }
   for (const char* text : {"1", "[]", "null", "\"text\"", "true"}) {
@@ -87,7 +87,10 @@ TEST(ToJson, HasAFormForEveryValue) {
 }
 
 TEST(ToJson, ReplacesBytesThatAreNoText) {
-  EXPECT_EQ(textOf(toJson(std::string("a\xff" "b"))), "\"a\xEF\xBF\xBD" "b\"");
+  EXPECT_EQ(textOf(toJson(std::string("a\xff"
+                                      "b"))),
+            "\"a\xEF\xBF\xBD"
+            "b\"");
 }
 
 TEST(ToJson, RefusesWhatIsNestedTooDeeply) {
@@ -117,8 +120,7 @@ TEST(FromJson, TakesTheFormsThatItGives) {
 }
 
 TEST(FromJson, NamesWhatDoesNotFitAndWhatIsAllowed) {
-  const std::string whole =
-      "; a whole number must lie within -2147483648 to 2147483647";
+  const std::string whole = "; a whole number must lie within -2147483648 to 2147483647";
   EXPECT_EQ(refusalOf("2147483648"), "args[0] is 2147483648" + whole);
   EXPECT_EQ(refusalOf("-2147483649"), "args[0] is -2147483649" + whole);
   EXPECT_EQ(refusalOf("18446744073709551615"), "args[0] is 18446744073709551615" + whole);
@@ -145,8 +147,8 @@ TEST(Base64, GoesThereAndBack) {
 }
 
 TEST(Base64, RefusesEverythingElse) {
-  for (const char* text : {"A", "AP8", "AP8Q=", "AP 8", "AP8\n", "TWF=", "T===", "====", "=AAA",
-                           "TWE=TWE="}) {
+  for (const char* text :
+       {"A", "AP8", "AP8Q=", "AP 8", "AP8\n", "TWF=", "T===", "====", "=AAA", "TWE=TWE="}) {
     EXPECT_FALSE(fromBase64(text)) << text;
   }
 }

@@ -101,7 +101,8 @@ TEST_F(LogTest, NoneEndsIt) {
 TEST_F(LogTest, AnUnknownLevelIsRefusedAndTheLevelsAreListed) {
   const Json reply = fPage.connect().ask({{"op", "log"}, {"level", "loud"}});
   EXPECT_EQ(reply["error"]["kind"], "refused");
-  EXPECT_THAT(reply["error"]["text"].get<std::string>(), HasSubstr("silent, fatal, error, warning"));
+  EXPECT_THAT(reply["error"]["text"].get<std::string>(),
+              HasSubstr("silent, fatal, error, warning"));
 }
 
 TEST_F(LogTest, AStormOfLinesReachesThePageInItsOrderAndNobodyWaits) {

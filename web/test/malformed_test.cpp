@@ -29,7 +29,8 @@ class MalformedTest : public testing::Test {
 };
 
 TEST_F(MalformedTest, WhatIsNoJsonObject) {
-  for (const char* text : {"", "{", R"({"op":"services","id":1)", "hello", "{\"op\":\"services\"}}"}) {
+  for (const char* text :
+       {"", "{", R"({"op":"services","id":1)", "hello", "{\"op\":\"services\"}}"}) {
     EXPECT_EQ(goodbyeTo(text), "A message must be JSON") << text;
   }
   EXPECT_EQ(goodbyeTo("[1]"), "A message must be a JSON object");

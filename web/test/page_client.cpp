@@ -83,9 +83,7 @@ PageClient::PageClient(int port, const Manner& manner)
       manner.host.empty() ? manner.address + ":" + std::to_string(port) : manner.host;
   websocket::response_type response;
   state.ws.read_message_max(0);
-  state.run([&](auto handler) {
-    state.ws.async_handshake(response, host, manner.path, handler);
-  });
+  state.run([&](auto handler) { state.ws.async_handshake(response, host, manner.path, handler); });
   if (state.error) throw NotAccepted(std::to_string(response.result_int()));
 }
 
@@ -174,9 +172,8 @@ PageClient::Closed PageClient::awaitEnd() {
 
 void PageClient::sendRaw(const std::string& bytes) {
   State& state = *fState;
-  state.run([&](auto handler) {
-    net::async_write(state.ws.next_layer(), net::buffer(bytes), handler);
-  });
+  state.run(
+      [&](auto handler) { net::async_write(state.ws.next_layer(), net::buffer(bytes), handler); });
 }
 
 void PageClient::drop() { fState->ws.next_layer().tcp().close(); }

@@ -75,7 +75,8 @@ class PageClient {
   int fLastId = 0;
 };
 
-/// What comes back for bytes sent to that port, until the server closes or says nothing for a while.
+/// What comes back for bytes sent to that port, until the server closes or says nothing for a
+/// while.
 std::string exchangeRaw(int port, const std::string& bytes,
                         const std::string& address = "127.0.0.1");
 

@@ -209,9 +209,9 @@ TEST_F(PageDoor, SpeaksTls12AndLaterOnly) {
   listen("127.0.0.1", true, {true, false, false});
   const auto handshake = [&](const std::string& version) {
     const std::string log = fFiles.file("handshake.log");
-    const std::string command = "openssl s_client -connect 127.0.0.1:" +
-                                std::to_string(fPage.port()) + " -" + version +
-                                " -cipher ALL:@SECLEVEL=0 </dev/null >" + log + " 2>&1";
+    const std::string command =
+        "openssl s_client -connect 127.0.0.1:" + std::to_string(fPage.port()) + " -" + version +
+        " -cipher ALL:@SECLEVEL=0 </dev/null >" + log + " 2>&1";
     (void)!std::system(command.c_str());
     std::ostringstream text;
     text << std::ifstream(log).rdbuf();
@@ -255,8 +255,8 @@ TEST_F(PageDoor, FilesThatCannotProtectItAreNamed) {
   EXPECT_THAT(faultOf(key, key, ""), HasSubstr("is no PEM file: there is no"));
   const Certificate other;
   EXPECT_EQ(faultOf(cert, other.key(), ""), "TLS cannot be used: " + cert +
-                                                " is not the certificate of the key " + other.key() +
-                                                ", or one of them is damaged");
+                                                " is not the certificate of the key " +
+                                                other.key() + ", or one of them is damaged");
   fFiles.write("damaged", "-----BEGIN CERTIFICATE-----\nAAAA\n-----END CERTIFICATE-----\n");
   EXPECT_THAT(faultOf(fFiles.file("damaged"), key, ""), HasSubstr("or one of them is damaged"));
   EXPECT_EQ(faultOf("", "", "/nowhere/t"), "/nowhere/t: No such file or directory");

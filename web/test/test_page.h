@@ -1,5 +1,5 @@
-// A robot with a page for tests: a session with one small service and a memory, behind a real server
-// on a free port.
+// A robot with a page for tests: a session with one small service and a memory, behind a real
+// server on a free port.
 #pragma once
 
 #include <stdlib.h>
@@ -53,8 +53,7 @@ class TemporaryFolder {
 
 class TestPage {
  public:
-  explicit TestPage(door::Limits limits = {})
-      : access(session, limits, {}, {{"Test", "look"}}) {
+  explicit TestPage(door::Limits limits = {}) : access(session, limits, {}, {{"Test", "look"}}) {
     folder.write("index.html", "<!doctype html><title>Robot</title>");
     folder.write("robot.js", "export const robot = 1;");
     options.folder = folder.path();
@@ -109,16 +108,19 @@ class TestPage {
                                               [](int one, int other) { return one + other; }));
     builder.add(xo::makeMethod<void()>({"nothing", "", {}, {}, {}}, [] {}));
     builder.add(xo::makeMethod<int()>({"look", "", {}, {}, {}}, [] { return 7; }));
-    builder.add(xo::makeMethod<HBValue(const HBValue&)>({"echo", "", {}, {}, {}},
-                                                        [](const HBValue& value) { return value; }));
+    builder.add(xo::makeMethod<HBValue(const HBValue&)>(
+        {"echo", "", {}, {}, {}}, [](const HBValue& value) { return value; }));
     builder.add(xo::makeMethod<void()>({"fail", "", {}, {}, {}}, [] {
       throw std::out_of_range("There is no <b>such</b> thing");
     }));
     builder.add(xo::makeMethod<std::string(int)>({"text", "", {}, {}, {}}, [](int bytes) {
       return std::string(static_cast<std::size_t>(bytes), 'x');
     }));
-    builder.add(xo::makeMethod<std::string()>({"broken", "", {}, {}, {}},
-                                              [] { return std::string("a\xff" "b"); }));
+    builder.add(xo::makeMethod<std::string()>({"broken", "", {}, {}, {}}, [] {
+      return std::string(
+          "a\xff"
+          "b");
+    }));
     builder.add(xo::makeMethod<HBValue()>({"deep", "", {}, {}, {}}, [] {
       HBValue value(1);
       for (int i = 0; i < 200; ++i) value = HBValue(HBValue::List{value});
