@@ -30,12 +30,16 @@ class HBMotion : public HBModule {
   /// [asked, now, target, seconds left] for each key.
   std::vector<std::vector<float>> getLEDStates(const std::vector<std::string>& keys) const;
   void setFault(const std::string& kind, const float& amount);
+  /// The number of the call from outside that each key was last written for; 0 for none.
+  std::vector<int> getLEDOrigins(const std::vector<std::string>& keys) const;
 
  private:
   void xPublish();
   void xPublishFault();
   std::vector<std::string> xReadKeys() const;
   std::unique_ptr<MotionLoop> xMakeLoop();
+  std::vector<int> xFindChannels(const std::string& method,
+                                 const std::vector<std::string>& keys) const;
 
   const std::shared_ptr<HBMemoryProxy> fMemory;
   const KeyTable fKeys;
