@@ -25,6 +25,9 @@ const xo::log::Category kLog("remote");
 /// For models, modules, libraries, logs and what else the robot has open.
 constexpr std::size_t kOtherFiles = 128;
 constexpr std::chrono::seconds kBetweenWarnings{10};
+/// What the system keeps of what a client does not take; it doubles this. Left to itself it may
+/// keep several MiB.
+constexpr int kSendBytes = 128 * 1024;
 /// Before another try when no connection can be taken in for want of files or memory.
 constexpr std::chrono::milliseconds kBreath{50};
 
@@ -123,6 +126,7 @@ void Acceptor::takeIn(Way& way) {
   if (way.open >= fMost) return turnAway(way, std::move(connection));
   const int on = 1;  // fails for Unix sockets, which have no such delay
   (void)::setsockopt(connection.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+  (void)::setsockopt(connection.get(), SOL_SOCKET, SO_SNDBUF, &kSendBytes, sizeof(kSendBytes));
   Open open{Descriptor(::fcntl(connection.get(), F_DUPFD_CLOEXEC, 0)), &way};
   const int second = open.second.get();
   if (second < 0) return turnAway(way, std::move(connection));
