@@ -166,15 +166,19 @@ std::uint64_t Access::begin(Ticket ticket) {
   return ticket.id;
 }
 
-void Access::end(std::uint64_t id, const Outcome& outcome) {
-  const auto now = std::chrono::steady_clock::now();
-  const auto wallNow = std::chrono::system_clock::now();
-  std::scoped_lock lock(fMutex);
+Access::Ticket Access::leaveLocked(std::uint64_t id) {
   const auto found = std::ranges::find(fRunning, id, &Ticket::id);
   const Ticket ticket = *found;
   *found = fRunning.back();
   fRunning.pop_back();
+  return ticket;
+}
 
+void Access::end(std::uint64_t id, const Outcome& outcome) {
+  const auto now = std::chrono::steady_clock::now();
+  const auto wallNow = std::chrono::system_clock::now();
+  std::scoped_lock lock(fMutex);
+  const Ticket ticket = leaveLocked(id);
   CallRecord& record = fHistory[fRecorded++ % kHistory];  // reuses the strings that stand there
   record.id = id;
   record.client = *ticket.client;
@@ -284,15 +288,24 @@ std::vector<NamedLimit> Access::listLimits() const {
   return limits;
 }
 
-Outcome Access::readMemory(const std::string& key) const {
+Outcome Access::readMemory(const Client& client, const std::string& key, xo::StopFlag* stop) {
+  static const std::string kService = "HBMemory";
+  static const std::string kMethod = "getData";
   requireShort(key, fLimits.keyBytes, "A memory key");
   const auto memory = this->memory();
+  xo::StopFlag ownStop;
+  if (stop == nullptr) stop = &ownStop;
+  const std::uint64_t id =
+      begin({0, &client, &kService, &kMethod, stop, std::chrono::steady_clock::now()});
   Outcome outcome;
   try {
+    const xo::CallScope scope(nullptr, stop);
     outcome.value = memory.getData(key);
   } catch (...) {
     outcome = failure(xo::copyCurrentException());
   }
+  std::scoped_lock lock(fMutex);
+  leaveLocked(id);
   return outcome;
 }
 

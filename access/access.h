@@ -114,8 +114,10 @@ class Access {
   /// The last calls, oldest first.
   std::vector<CallRecord> history() const;
 
-  /// The value of a key of the robot's memory, or the error of reading it. Errors: Refused.
-  Outcome readMemory(const std::string& key) const;
+  /// The value of a key of the robot's memory, or the error of reading it. Runs as a call of the
+  /// memory does, and counts as one while it runs: another process may lend the memory, and take
+  /// its time. The history leaves it out. Errors: Refused.
+  Outcome readMemory(const Client& client, const std::string& key, xo::StopFlag* stop = nullptr);
   /// The robot's memory. Errors: Refused while there is none.
   HB::HBMemoryProxy memory() const;
 
@@ -132,6 +134,7 @@ class Access {
   xo::Object requireService(const std::string& service) const;
   std::uint64_t begin(Ticket ticket);
   void requirePlaceLocked(const Ticket& ticket) const;
+  Ticket leaveLocked(std::uint64_t id);
   void end(std::uint64_t id, const Outcome& outcome);
   template <class Picks>
   bool raiseWhere(Picks picks);

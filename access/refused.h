@@ -16,7 +16,7 @@ class Refused final : public std::runtime_error {
     kTooMany,        ///< a limit of things at once: names it and its number
     kMalformed,
     kNotSupported,  ///< what stands there cannot do it
-    kNotAllowed,  ///< the client's role does not allow it: names it and the one needed
+    kNotAllowed,    ///< the client's role does not allow it: names it and the one needed
   };
   Refused(Why why, const std::string& text) : std::runtime_error(text), fWhy(why) {}
   Why why() const noexcept { return fWhy; }

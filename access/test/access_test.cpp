@@ -251,13 +251,13 @@ TEST_F(AccessTest, TheHistoryKeepsAFixedNumberOfCalls) {
 
 TEST_F(AccessTest, ReadingMemoryGivesTheValueOrTheMemorysOwnError) {
   Access access(fSession);
-  EXPECT_THAT(refusalOf([&] { (void)access.readMemory("a"); }), HasSubstr("'HBMemory'"));
+  EXPECT_THAT(refusalOf([&] { (void)access.readMemory(kAda, "a"); }), HasSubstr("'HBMemory'"));
   FakeMemory memory(*fSession);
   memory.insert("a", 0.5f);
-  EXPECT_EQ(access.readMemory("a").value, HBValue(0.5f));
-  EXPECT_EQ(access.readMemory("b").errorKind, "invalid_argument");
-  EXPECT_EQ(access.readMemory("b").errorText, "HBMemory: no key 'b'");
-  EXPECT_THAT(refusalOf([&] { (void)access.readMemory(std::string(1025, 'k')); }),
+  EXPECT_EQ(access.readMemory(kAda, "a").value, HBValue(0.5f));
+  EXPECT_EQ(access.readMemory(kAda, "b").errorKind, "invalid_argument");
+  EXPECT_EQ(access.readMemory(kAda, "b").errorText, "HBMemory: no key 'b'");
+  EXPECT_THAT(refusalOf([&] { (void)access.readMemory(kAda, std::string(1025, 'k')); }),
               HasSubstr("limit is 1024"));
 }
 
