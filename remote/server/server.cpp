@@ -127,6 +127,7 @@ struct Server::State {
   std::shared_ptr<grpc::ServerCredentials> protectTcp();
   void claimUnixPath();
   std::vector<Acceptor::Way> openWays(grpc::ServerBuilder& builder);
+  void abandon();  // what `listen` has begun
   void beginEnd();
   void end();
 };
@@ -209,7 +210,6 @@ void Server::State::listen() {
   queue = builder.AddCompletionQueue();
   server = builder.BuildAndStart();
   if (!server) {
-    queue->Shutdown();
     throw std::runtime_error("Cannot listen on " +
                              (tcp ? tcp->text() : "unix:" + unixPlace.path()));
   }
@@ -225,6 +225,16 @@ void Server::State::listen() {
   crew = std::make_unique<Crew>(*queue, static_cast<int>(limits.mostCalls()) + 2, "remote");
   const std::size_t most = affordableConnections(limits.connections, ways.size());
   acceptor = std::make_unique<Acceptor>(std::move(ways), most);
+}
+
+void Server::State::abandon() {
+  if (server) server->Shutdown(std::chrono::system_clock::now());
+  if (!queue) return;
+  queue->Shutdown();
+  if (crew) return crew.reset();
+  void* tag = nullptr;
+  bool ok = false;
+  while (queue->Next(&tag, &ok)) static_cast<Tag*>(tag)->happened(ok);
 }
 
 void Server::State::beginEnd() {
@@ -249,7 +259,12 @@ void Server::State::end() {
 
 Server::Server(door::Access& access, Options options)
     : fState(std::make_unique<State>(access, options)) {
-  fState->listen();
+  try {
+    fState->listen();
+  } catch (...) {
+    fState->abandon();
+    throw;
+  }
 }
 
 Server::~Server() {
