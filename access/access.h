@@ -82,9 +82,12 @@ class Access {
   xo::ObjectInfo describe(const std::string& service) const;
 
   /// Calls a method on this thread. What it throws is in the outcome. `stop` asks it to stop, from
-  /// any thread; it may be null and outlives the call. Errors: Refused, before anything was called.
+  /// any thread; it may be null and outlives the call. `expectLong`, if there is one, runs on this
+  /// thread before the method does when several calls of that method run already: this one will
+  /// take long, too. Errors: Refused, before anything was called.
   Outcome call(const Client& client, const std::string& service, const std::string& method,
-               std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr);
+               std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr,
+               void (*expectLong)() = nullptr);
 
   /// One of the things that a client may have a number of at once; given back when the last copy
   /// goes, which may outlive this.
@@ -132,8 +135,9 @@ class Access {
     std::chrono::steady_clock::time_point since;
   };
   xo::Object requireService(const std::string& service) const;
-  std::uint64_t begin(Ticket ticket);
+  std::uint64_t begin(Ticket ticket, std::size_t* ofMethod = nullptr);
   void requirePlaceLocked(const Ticket& ticket) const;
+  std::size_t countLocked(const std::string& service, const std::string& method) const;
   Ticket leaveLocked(std::uint64_t id);
   void end(std::uint64_t id, const Outcome& outcome);
   template <class Picks>

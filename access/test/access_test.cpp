@@ -59,6 +59,33 @@ TEST_F(AccessTest, ACallGivesTheMethodsValue) {
   EXPECT_FALSE(outcome.future);
 }
 
+TEST_F(AccessTest, OneOfManyCallsOfAMethodIsToldToExpectALongOne) {
+  Access access(fSession);
+  static std::atomic<int> told;
+  told = 0;
+  const auto call = [&](const std::string& method) {
+    return std::thread([&access, method] {
+      access.call(
+          kAda, "Test", method, {}, nullptr, +[] { ++told; });
+    });
+  };
+  std::vector<std::thread> calls;
+  for (int i = 1; i <= 5; ++i) {
+    calls.push_back(call("stay"));
+    awaitInside(i);
+    EXPECT_EQ(told, std::max(0, i - 3)) << i;
+  }
+  call("twice").join();
+  EXPECT_EQ(told, 2) << "another method";
+  access.cancelAllOf(kAda);
+  for (auto& thread : calls) thread.join();
+  auto last = call("stay");
+  awaitInside(1);
+  EXPECT_EQ(told, 2) << "those before are over";
+  access.cancelAllOf(kAda);
+  last.join();
+}
+
 TEST_F(AccessTest, WhatAMethodThrowsIsAnOutcomeWithItsKindAndItsExactText) {
   Access access(fSession);
   const Outcome outcome = access.call(kAda, "Test", "fail", {});

@@ -225,8 +225,8 @@ void RobotService::call(const CallExchange::Pointer& exchange) {
 
   door::Access::FuturePlace place;
   if (isAwaited) place = fAccess.takeFuturePlace(client);
-  door::Outcome outcome =
-      fAccess.call(client, request.service(), request.method(), args, &exchange->stop);
+  door::Outcome outcome = fAccess.call(client, request.service(), request.method(), args,
+                                       &exchange->stop, &Crew::expectLong);
   exchange->reply.set_has_future(outcome.future.has_value());
   if (outcome.future && isAwaited) {
     PendingCall::start(exchange, *outcome.future, std::move(place), fEndables);

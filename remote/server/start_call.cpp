@@ -36,7 +36,8 @@ void StartCall::run(const v1::CallRequest& request) {
   std::vector<HB::HBValue> args;
   args.reserve(static_cast<std::size_t>(request.args_size()));
   for (const auto& arg : request.args()) args.push_back(fromWire(arg));
-  door::Outcome outcome = fAccess.call(client, request.service(), request.method(), args, &fStop);
+  door::Outcome outcome =
+      fAccess.call(client, request.service(), request.method(), args, &fStop, &Crew::expectLong);
   if (outcome.future) {
     follow(*std::exchange(outcome.future, std::nullopt));
   } else {
