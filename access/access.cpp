@@ -9,6 +9,9 @@ constexpr std::size_t kErrorBytesKept = 200;
 /// A method of which fewer run may use the last places; a client that has its full number of calls
 /// may have so many more there.
 constexpr std::size_t kFewOfAMethod = 4;
+/// Of a method that run at once, so that the next call is expected to take long as well: what is
+/// over at once is hardly ever met by another call.
+constexpr std::size_t kSeveralOfAMethod = 3;
 
 [[noreturn]] void refuseSize(const char* what, std::size_t is, const char* limitName,
                              std::size_t limit) {
@@ -148,10 +151,7 @@ void Access::requirePlaceLocked(const Ticket& ticket) const {
   if (!isClientFull && fRunning.size() < places) return;
   // The last ones are for methods that hardly run: whoever fills the robot with endless calls of
   // some methods, by however many connections, leaves the others to be called.
-  const auto ofMethod =
-      static_cast<std::size_t>(std::ranges::count_if(fRunning, [&](const Ticket& running) {
-        return *running.method == *ticket.method && *running.service == *ticket.service;
-      }));
+  const std::size_t ofMethod = countLocked(*ticket.service, *ticket.method);
   if (ofMethod < std::min(kFewOfAMethod, fLimits.rareCalls) &&
       ofClient < fLimits.callsPerClient + kFewOfAMethod && fRunning.size() < fLimits.mostCalls()) {
     return;
@@ -160,9 +160,10 @@ void Access::requirePlaceLocked(const Ticket& ticket) const {
   refuseMany("calls that run at once", false, places);
 }
 
-std::uint64_t Access::begin(Ticket ticket) {
+std::uint64_t Access::begin(Ticket ticket, std::size_t* ofMethod) {
   std::scoped_lock lock(fMutex);
   requirePlaceLocked(ticket);
+  if (ofMethod != nullptr) *ofMethod = countLocked(*ticket.service, *ticket.method);
   do {
     ticket.id = fNextId;
     fNextId = fNextId == kLargestId ? 1 : fNextId + 1;
@@ -213,7 +214,7 @@ bool Access::isReading(const std::string& service, const std::string& method) co
 }
 
 Outcome Access::call(const Client& client, const std::string& service, const std::string& method,
-                     std::span<const HB::HBValue> args, xo::StopFlag* stop) {
+                     std::span<const HB::HBValue> args, xo::StopFlag* stop, void (*expectLong)()) {
   const bool isOnlyReading = isReading(service, method);
   if (client.role != Role::kOperator && !isOnlyReading) requireOperator(client, "Calling methods");
   requireShort(method, fLimits.nameBytes, "A method's name");
@@ -225,7 +226,9 @@ Outcome Access::call(const Client& client, const std::string& service, const std
   if (stop == nullptr) stop = &ownStop;
   Ticket ticket{
       0, &client, &service, &method, args, stop, std::chrono::steady_clock::now(), isOnlyReading};
-  ticket.id = begin(ticket);
+  std::size_t ofMethod = 0;
+  ticket.id = begin(ticket, &ofMethod);
+  if (expectLong != nullptr && ofMethod >= kSeveralOfAMethod) expectLong();
   Outcome outcome;
   try {
     xo::CallScope scope(nullptr, stop, ticket.id);
@@ -278,6 +281,12 @@ std::vector<RunningCall> Access::running() const {
     calls.push_back({ticket.id, *ticket.client, *ticket.service, *ticket.method, ticket.since});
   }
   return calls;
+}
+
+std::size_t Access::countLocked(const std::string& service, const std::string& method) const {
+  return static_cast<std::size_t>(std::ranges::count_if(fRunning, [&](const Ticket& running) {
+    return *running.method == method && *running.service == service;
+  }));
 }
 
 std::vector<CallRecord> Access::history() const {
@@ -352,15 +361,24 @@ std::vector<NamedLimit> Access::listLimits() const {
   return limits;
 }
 
-Outcome Access::readMemory(const std::string& key) const {
+Outcome Access::readMemory(const Client& client, const std::string& key, xo::StopFlag* stop) {
+  static const std::string kService = "HBMemory";
+  static const std::string kMethod = "getData";
   requireShort(key, fLimits.keyBytes, "A memory key");
   const auto memory = this->memory();
+  xo::StopFlag ownStop;
+  if (stop == nullptr) stop = &ownStop;
+  const std::uint64_t id =
+      begin({0, &client, &kService, &kMethod, {}, stop, std::chrono::steady_clock::now(), true});
   Outcome outcome;
   try {
+    const xo::CallScope scope(nullptr, stop);
     outcome.value = memory.getData(key);
   } catch (...) {
     outcome = failure(xo::copyCurrentException());
   }
+  std::scoped_lock lock(fMutex);
+  leaveLocked(id);
   return outcome;
 }
 

@@ -83,11 +83,13 @@ class Access {
   xo::ObjectInfo describe(const std::string& service) const;
 
   /// Calls a method on this thread. What it throws is in the outcome. `stop` asks it to stop, from
-  /// any thread; it may be null and outlives the call. While it runs, the call's id is the thread's
-  /// `xo::CallScope::currentOrigin`. Viewers may call readings only. Errors: Refused, before
-  /// anything was called.
+  /// any thread; it may be null and outlives the call. `expectLong`, if there is one, runs on this
+  /// thread before the method does when several calls of that method run already: this one will
+  /// take long, too. While it runs, the call's id is the thread's `xo::CallScope::currentOrigin`.
+  /// Viewers may call readings only. Errors: Refused, before anything was called.
   Outcome call(const Client& client, const std::string& service, const std::string& method,
-               std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr);
+               std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr,
+               void (*expectLong)() = nullptr);
 
   /// One of the things that a client may have a number of at once; given back when the last copy
   /// goes, which may outlive this.
@@ -119,8 +121,10 @@ class Access {
   /// The call of each id, as far as it runs or is remembered.
   std::vector<std::optional<CallRecord>> find(std::span<const std::uint64_t> ids) const;
 
-  /// The value of a key of the robot's memory, or the error of reading it. Errors: Refused.
-  Outcome readMemory(const std::string& key) const;
+  /// The value of a key of the robot's memory, or the error of reading it. Runs as a call of the
+  /// memory does, and counts as one while it runs: another process may lend the memory, and take
+  /// its time. The history leaves it out. Errors: Refused.
+  Outcome readMemory(const Client& client, const std::string& key, xo::StopFlag* stop = nullptr);
   /// The robot's memory. Errors: Refused while there is none.
   HB::HBMemoryProxy memory() const;
 
@@ -138,11 +142,12 @@ class Access {
   };
   bool isReading(const std::string& service, const std::string& method) const;
   xo::Object requireService(const std::string& service) const;
-  std::uint64_t begin(Ticket ticket);
+  std::uint64_t begin(Ticket ticket, std::size_t* ofMethod = nullptr);
   void requirePlaceLocked(const Ticket& ticket) const;
-  void end(const Ticket& ticket, const Outcome& outcome);
-  Ticket leaveLocked(std::uint64_t id);
-  static CallRecord recordOf(const Ticket& running);
+  /// any thread; it may be null and outlives the call. `expectLong`, if there is one, runs on this
+  /// thread before the method does when several calls of that method run already: this one will
+  /// take long, too. While it runs, the call's id is the thread's `xo::CallScope::currentOrigin`.
+  /// Viewers may call readings only. Errors: Refused, before anything was called.
   template <class Picks>
   bool raiseWhere(Picks picks);
 

@@ -21,7 +21,8 @@ struct MemoryWatch::State : std::enable_shared_from_this<MemoryWatch::State> {
 
   std::mutex mutex;
   Phase phase = Phase::kDelivering;  // until subscribed
-  bool isDirty = true;               // the first batch is due whether anything changes or not
+  bool isDirty = true;  // a batch is due; the first one whether anything changes or not
+  bool isMore = false;  // the batch goes on
   bool isFirst = true;
   xo::TimePoint lastBatch{};
   xo::TimePoint dueSince = xo::kNever;  // a batch is, and the viewer is not ready
@@ -40,6 +41,7 @@ struct MemoryWatch::State : std::enable_shared_from_this<MemoryWatch::State> {
   void next() {
     std::unique_lock lock(mutex);
     if (phase == Phase::kDelivering) phase = Phase::kWaiting;
+    if (isMore) return scheduleIfDue(std::move(lock));
     const auto now = xo::clock().now();
     if (now > dueSince) dropped += static_cast<std::uint64_t>((now - dueSince) / kWatchTick);
     dueSince = xo::kNever;
@@ -47,9 +49,10 @@ struct MemoryWatch::State : std::enable_shared_from_this<MemoryWatch::State> {
   }
 
   void scheduleIfDue(std::unique_lock<std::mutex> lock) {
-    if (!isDirty || phase != Phase::kWaiting) return;
+    if (!(isDirty || isMore) || phase != Phase::kWaiting) return;
     phase = Phase::kScheduled;
-    const auto wait = isFirst ? xo::Duration::zero() : lastBatch + kWatchTick - xo::clock().now();
+    const auto wait =
+        isFirst || isMore ? xo::Duration::zero() : lastBatch + kWatchTick - xo::clock().now();
     lock.unlock();
     xo::getEventLoop().postAfter(wait, [weak = weak_from_this()] {
       if (const auto self = weak.lock()) self->deliver();
@@ -62,24 +65,25 @@ struct MemoryWatch::State : std::enable_shared_from_this<MemoryWatch::State> {
     {
       std::scoped_lock lock(mutex);
       phase = Phase::kDelivering;
-      isDirty = false;
+      if (!isMore) isDirty = false;  // what changes from now on may be behind the part to come
     }
-    std::vector<HB::MemoryItem> items;
+    HB::MemoryChanges part;
     try {
-      items = memory.changes(subscription);
+      part = memory.changesPart(subscription, kWatchPartBytes);
     } catch (const std::exception& error) {
       viewer.ended(error.what());
       return;  // stays "delivering": nothing follows
     }
-    bool isWorthIt = !items.empty();
+    bool isWorthIt = !part.items.empty();
     {
       std::scoped_lock lock(mutex);
       isWorthIt = isWorthIt || isFirst;
-      isFirst = false;
+      isMore = part.isMore;
+      isFirst = isFirst && isMore;
       lastBatch = xo::clock().now();
     }
     if (isWorthIt) {
-      viewer.batch(std::move(items));
+      viewer.part(std::move(part));
     } else {
       next();
     }
@@ -89,9 +93,15 @@ struct MemoryWatch::State : std::enable_shared_from_this<MemoryWatch::State> {
 MemoryWatch::MemoryWatch(const Access& access, const std::string& pattern, Viewer viewer)
     : fState((requireShort(pattern, access.limits().keyBytes, "A pattern"),
               std::make_shared<State>(access.memory(), std::move(viewer)))) {
-  fState->subscription = fState->memory.subscribe(pattern, [weak = std::weak_ptr<State>(fState)] {
+  const auto wake = [weak = std::weak_ptr<State>(fState)] {
     if (const auto state = weak.lock()) state->changed();
-  });
+  };
+  try {
+    fState->subscription = fState->memory.subscribe(pattern, wake);
+  } catch (const std::exception& error) {
+    throw Refused(Refused::Why::kNotSupported,
+                  std::string("This memory cannot be followed: ") + error.what());
+  }
 }
 
 MemoryWatch::~MemoryWatch() {

@@ -15,7 +15,8 @@ class Refused final : public std::runtime_error {
     kTooMuch,        ///< a limit of size: names it and its number
     kTooMany,        ///< a limit of things at once: names it and its number
     kMalformed,
-    kNotAllowed,  ///< the client's role does not allow it: names it and the one needed
+    kNotSupported,  ///< what stands there cannot do it
+    kNotAllowed,    ///< the client's role does not allow it: names it and the one needed
   };
   Refused(Why why, const std::string& text) : std::runtime_error(text), fWhy(why) {}
   Why why() const noexcept { return fWhy; }

@@ -13,6 +13,8 @@
 #include <system_error>
 #include <utility>
 
+#include "framework/xo/text.h"
+
 namespace door {
 namespace {
 
@@ -28,10 +30,6 @@ bool areEqual(std::string_view one, std::string_view other) {
     asm volatile("" : "+r"(difference));  // no early end of the loop
   }
   return difference == 0;
-}
-
-bool isPlain(const std::string& text) {
-  return std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
 }
 
 /// The fault of a file that others can get at, or "".
@@ -118,8 +116,8 @@ class Tokens::Reader {
       return "the token has " + std::to_string(entry.token.size()) + " characters; allowed are " +
              std::to_string(kShortest) + " to " + std::to_string(kLongest);
     }
-    if (!isPlain(entry.token)) return "the token has characters other than printable ASCII";
-    if (!isPlain(entry.holder.name) || entry.holder.name.size() > kMostNameBytes) {
+    if (!xo::isPlain(entry.token)) return "the token has characters other than printable ASCII";
+    if (!xo::isPlain(entry.holder.name) || entry.holder.name.size() > kMostNameBytes) {
       return "the name must be printable ASCII of at most " + std::to_string(kMostNameBytes) +
              " characters";
     }

@@ -80,6 +80,11 @@ void HostService::xLoadModule(const std::string& name) {
   int number = 0;
   {
     const auto lock = xTakeTurn();
+    const auto loaded = fLoader.modules();
+    if (std::ranges::find(loaded, name) != loaded.end()) {
+      throw std::invalid_argument("HBHost: loadModule: '" + name +
+                                  "' is loaded already; loaded are: " + joined(loaded));
+    }
     number = fLoader.begin(file);
   }
   // Without the lock: the module may wait for one that another call loads.

@@ -59,6 +59,33 @@ TEST_F(AccessTest, ACallGivesTheMethodsValue) {
   EXPECT_FALSE(outcome.future);
 }
 
+TEST_F(AccessTest, OneOfManyCallsOfAMethodIsToldToExpectALongOne) {
+  Access access(fSession);
+  static std::atomic<int> told;
+  told = 0;
+  const auto call = [&](const std::string& method) {
+    return std::thread([&access, method] {
+      access.call(
+          kAda, "Test", method, {}, nullptr, +[] { ++told; });
+    });
+  };
+  std::vector<std::thread> calls;
+  for (int i = 1; i <= 5; ++i) {
+    calls.push_back(call("stay"));
+    awaitInside(i);
+    EXPECT_EQ(told, std::max(0, i - 3)) << i;
+  }
+  call("twice").join();
+  EXPECT_EQ(told, 2) << "another method";
+  access.cancelAllOf(kAda);
+  for (auto& thread : calls) thread.join();
+  auto last = call("stay");
+  awaitInside(1);
+  EXPECT_EQ(told, 2) << "those before are over";
+  access.cancelAllOf(kAda);
+  last.join();
+}
+
 TEST_F(AccessTest, WhatAMethodThrowsIsAnOutcomeWithItsKindAndItsExactText) {
   Access access(fSession);
   const Outcome outcome = access.call(kAda, "Test", "fail", {});
@@ -247,13 +274,13 @@ TEST_F(AccessTest, TheHistoryKeepsAFixedNumberOfCalls) {
 
 TEST_F(AccessTest, ReadingMemoryGivesTheValueOrTheMemorysOwnError) {
   Access access(fSession);
-  EXPECT_THAT(refusalOf([&] { (void)access.readMemory("a"); }), HasSubstr("'HBMemory'"));
+  EXPECT_THAT(refusalOf([&] { (void)access.readMemory(kAda, "a"); }), HasSubstr("'HBMemory'"));
   FakeMemory memory(*fSession);
   memory.insert("a", 0.5f);
-  EXPECT_EQ(access.readMemory("a").value, HBValue(0.5f));
-  EXPECT_EQ(access.readMemory("b").errorKind, "invalid_argument");
-  EXPECT_EQ(access.readMemory("b").errorText, "HBMemory: no key 'b'");
-  EXPECT_THAT(refusalOf([&] { (void)access.readMemory(std::string(1025, 'k')); }),
+  EXPECT_EQ(access.readMemory(kAda, "a").value, HBValue(0.5f));
+  EXPECT_EQ(access.readMemory(kAda, "b").errorKind, "invalid_argument");
+  EXPECT_EQ(access.readMemory(kAda, "b").errorText, "HBMemory: no key 'b'");
+  EXPECT_THAT(refusalOf([&] { (void)access.readMemory(kAda, std::string(1025, 'k')); }),
               HasSubstr("limit is 1024"));
 }
 

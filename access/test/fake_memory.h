@@ -25,7 +25,7 @@ class FakeMemory {
     builder.add(xo::makeMethod<int(const std::string&, const Wake&)>(
         {"subscribe", "", {}, {}, {}},
         [this](const std::string& pattern, const Wake& wake) { return subscribe(pattern, wake); }));
-    builder.add(xo::makeMethod({"changes", "", {}, {}, {}}, this, &FakeMemory::changes));
+    builder.add(xo::makeMethod({"changesPart", "", {}, {}, {}}, this, &FakeMemory::changesPart));
     builder.add(xo::makeMethod({"unsubscribe", "", {}, {}, {}}, this, &FakeMemory::unsubscribe));
     fRegistration = session.registerService("HBMemory", std::move(builder));
   }
@@ -57,22 +57,38 @@ class FakeMemory {
     fSubscriptions.emplace(++fLast, std::move(one));
     return fLast;
   }
-  std::vector<HB::MemoryItem> changes(int subscription) {
+  /// Counts the bytes of texts alone.
+  HB::MemoryChanges changesPart(int subscription, int mostBytes) {
     std::scoped_lock lock(fMutex);
     ++fReads;
     auto& one = fSubscriptions.at(subscription);
-    one.isWoken = false;
-    std::vector<HB::MemoryItem> items;
-    for (const auto& key : one.changed) items.emplace_back(key, fValues.at(key));
-    one.changed.clear();
-    return items;
+    if (one.reading.empty()) {
+      one.isWoken = false;
+      one.reading.swap(one.changed);
+    }
+    HB::MemoryChanges part;
+    std::size_t bytes = 0;
+    while (!one.reading.empty()) {
+      const std::string key = *one.reading.begin();
+      HB::HBValue value = fValues.at(key);
+      const std::size_t more =
+          value.getType() == HB::HBValue::TypeString ? value.toString().size() : 1;
+      if (more > static_cast<std::size_t>(mostBytes)) value = {};
+      bytes += value.isValid() ? more : 1;
+      if (bytes > static_cast<std::size_t>(mostBytes)) break;
+      part.items.emplace_back(key, std::move(value));
+      one.reading.erase(key);
+      one.changed.erase(key);
+    }
+    part.isMore = !one.reading.empty();
+    return part;
   }
   void unsubscribe(int subscription) {
     std::scoped_lock lock(fMutex);
     fSubscriptions.erase(subscription);
   }
 
-  /// Calls of `changes` so far.
+  /// Calls of `changesPart` so far.
   int reads() const {
     std::scoped_lock lock(fMutex);
     return fReads;
@@ -90,6 +106,7 @@ class FakeMemory {
     std::function<void()> wake;
     std::set<std::string> changed;
     bool isWoken;
+    std::set<std::string> reading = {};  // the rest of a batch
   };
   mutable std::mutex fMutex;
   std::map<std::string, HB::HBValue> fValues;

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "access/test/fake_memory.h"
+#include "access/test/refusal.h"
 #include "framework/xo/event_loop.h"
 
 namespace door {
@@ -23,11 +24,14 @@ class MemoryWatchTest : public testing::Test {
   void open(const std::string& pattern, bool isPrompt = true) {
     fWatch = std::make_unique<MemoryWatch>(
         fAccess, pattern,
-        MemoryWatch::Viewer{[this, isPrompt](std::vector<HB::MemoryItem> items) {
+        MemoryWatch::Viewer{[this, isPrompt](HB::MemoryChanges part) {
                               {
                                 std::scoped_lock lock(fMutex);
-                                fBatches.push_back(std::move(items));
+                                for (const auto& item : part.items) fKeys += item.first + " ";
+                                fKeys += part.isMore ? "+ " : ". ";
+                                fBatches.push_back(std::move(part.items));
                               }
+                              if (fOnPart) fOnPart();
                               if (isPrompt) fWatch->next();
                             },
                             [this](const std::string& why) {
@@ -52,6 +56,8 @@ class MemoryWatchTest : public testing::Test {
   Access fAccess{fSession};
   std::mutex fMutex;
   std::vector<std::vector<HB::MemoryItem>> fBatches;
+  std::string fKeys;  // of all parts: "+" where a batch goes on, "." at its end
+  std::function<void()> fOnPart;
   std::string fEnded;
   std::unique_ptr<MemoryWatch> fWatch;
 };
@@ -135,6 +141,51 @@ TEST_F(MemoryWatchTest, AMemoryThatGoesEndsTheWatch) {
   settle(kWatchTick);
   EXPECT_EQ(fEnded, "This object is null");
   fWatch.reset();
+}
+
+TEST_F(MemoryWatchTest, ALargeBatchComesInPartsEachWhenTheViewerIsReady) {
+  const std::string text(kWatchPartBytes / 2, 'x');
+  for (const char* key : {"a", "b", "c", "d", "e"}) fMemory->insert(key, text);
+  fMemory->insert("f", text + text + text);
+  open("", false);
+  EXPECT_EQ(batches(), 1u);
+  fMemory->insert("a", 1);  // behind the part that is on its way
+  settle(10 * kWatchTick);
+  EXPECT_EQ(batches(), 1u);
+  for (int part = 0; part < 3; ++part) {
+    fWatch->next();
+    settle();  // at once: no tick between the parts
+  }
+  ASSERT_EQ(batches(), 4u);
+  fWatch->next();
+  settle(kWatchTick);
+  EXPECT_EQ(fKeys, "Ear/Blue Face/Red a + b c + d e + f . a . ");
+  EXPECT_FALSE(fBatches[3].back().second.isValid()) << "too large alone";
+  EXPECT_EQ(fBatches[4][0].second, HBValue(1));
+}
+
+TEST_F(MemoryWatchTest, AChangeAmongThePartsIsToldOnceABatchLater) {
+  const std::string text(kWatchPartBytes - 100, 'x');
+  fMemory->insert("a", text);
+  fMemory->insert("b", text);
+  bool isChanged = false;
+  fOnPart = [&] {
+    if (!std::exchange(isChanged, true)) fMemory->insert("a", 1);
+  };
+  open("");
+  settle(kWatchTick);
+  EXPECT_EQ(fKeys, "Ear/Blue Face/Red a + b . a . ");
+  EXPECT_EQ(fWatch->dropped(), 0u);
+}
+
+TEST_F(MemoryWatchTest, AMemoryThatCannotBeFollowedIsRefusedWithItsReason) {
+  fMemory.reset();
+  xo::ObjectBuilder builder;
+  builder.add(xo::makeMethod<HBValue(const std::string&)>(
+      {"getData", "", {}, {}, {}}, [](const std::string&) { return HBValue(1); }));
+  const auto registration = fSession->registerService("HBMemory", std::move(builder));
+  EXPECT_THAT(refusalOf([&] { open(""); }),
+              testing::StartsWith("This memory cannot be followed: "));
 }
 
 TEST_F(MemoryWatchTest, WithoutAMemoryItIsRefused) {

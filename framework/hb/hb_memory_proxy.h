@@ -13,6 +13,12 @@ namespace HB {
 /// One key and its value.
 using MemoryItem = std::pair<std::string, HBValue>;
 
+/// A part of what a subscription has not seen yet.
+struct MemoryChanges {
+  std::vector<MemoryItem> items;  ///< ascending by key
+  bool isMore = false;            ///< the batch goes on with the next part
+};
+
 /// Thread-safe; calls run on the calling thread and do not block.
 ///
 /// Patterns: "" or "*" is every key; "*" stands for any text, "/" included; a pattern without a
@@ -61,6 +67,15 @@ class HBMemoryProxy : public HBProxy {
   /// First every matching key, then what changed since the call before; ascending.
   std::vector<MemoryItem> changes(int subscription) const {
     return call<std::vector<MemoryItem>>("changes", subscription);
+  }
+  /// The same batches in parts of at most `mostBytes` of memory each, for readers that must not
+  /// hold more: one key at least, and a value that is larger alone comes as the invalid value. Each
+  /// part is read at one instant; what changes behind it while the batch is being read comes with
+  /// the next batch, so that nothing is lost and nothing comes twice. A batch of one part is a
+  /// `changes`. `wake` is called once from the first part of one batch to the first of the next.
+  /// Errors: `std::invalid_argument` for no bytes at all.
+  MemoryChanges changesPart(int subscription, int mostBytes) const {
+    return call<MemoryChanges>("changesPart", subscription, mostBytes);
   }
   /// When it returns, `wake` does not run and will not.
   void unsubscribe(int subscription) const { call("unsubscribe", subscription); }

@@ -149,10 +149,10 @@ v1::GetInfoReply RobotClient::Connection::meet() const {
                       {}, "Whoever runs the robot hands out its tokens.");
   }
   if (status.error_message().find("GOAWAY") != std::string::npos) {
-    const std::string limit = limitOfConnections(address);
-    if (!limit.empty()) {
+    const std::string why = whyTurnedAway(address);
+    if (!why.empty()) {
       throw RemoteError(Fault::kRefused,
-                        "The robot at " + address.text() + " turned this program away: " + limit);
+                        "The robot at " + address.text() + " turned this program away: " + why);
     }
   }
   const std::string nobody = whyNobodyListens(address);

@@ -2,7 +2,6 @@
 
 #include <sys/stat.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <fstream>
@@ -10,14 +9,9 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "framework/xo/text.h"
+
 namespace remote {
-namespace {
-
-bool isPlain(const std::string& text) {
-  return std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
-}
-
-}  // namespace
 
 std::string readWholeFile(const std::string& path) {
   errno = 0;
@@ -42,7 +36,7 @@ std::string readTokenFile(const std::string& path) {
     std::string token;
     std::string more;
     if (!(words >> token) || token.front() == '#') continue;
-    if (words >> more || !isPlain(token)) {
+    if (words >> more || !xo::isPlain(token)) {
       throw std::runtime_error(path + ": its first line must be the token alone");
     }
     return token;

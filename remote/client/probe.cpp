@@ -15,7 +15,9 @@ namespace remote {
 namespace {
 
 constexpr int kProbeMilliseconds = 1000;
-constexpr const char* kLimit = "The connections have reached the limit of ";
+/// How a robot begins what it says last.
+constexpr const char* kTurnedAway[] = {"The connections have reached the limit of ",
+                                       "No connection can be taken in: "};
 
 /// The first words of whoever accepted the connection, as far as they come at once.
 std::string firstWords(int connection) {
@@ -74,13 +76,14 @@ std::string probe(const Address& address, std::string* words) {
 
 std::string whyNobodyListens(const Address& address) { return probe(address, nullptr); }
 
-std::string limitOfConnections(const Address& address) {
+std::string whyTurnedAway(const Address& address) {
   std::string words;
   probe(address, &words);
-  const auto begin = words.find(kLimit);
-  if (begin == std::string::npos) return {};
-  const auto end = words.find_first_not_of("0123456789", begin + std::strlen(kLimit));
-  return words.substr(begin, end == std::string::npos ? end : end - begin);
+  for (const char* const start : kTurnedAway) {
+    const auto begin = words.find(start);
+    if (begin != std::string::npos) return words.substr(begin);
+  }
+  return {};
 }
 
 }  // namespace remote

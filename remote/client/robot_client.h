@@ -125,7 +125,8 @@ struct ServiceInfo {
 /// What a watch hands over: first every matching key, then only what changed.
 struct WatchBatch {
   bool isSnapshot = false;
-  std::vector<std::pair<std::string, HB::HBValue>> items;  ///< ascending by key
+  /// Ascending by key. A value too large for a watch (256 KiB) is invalid; reading it gives it.
+  std::vector<std::pair<std::string, HB::HBValue>> items;
   std::uint64_t dropped = 0;  ///< batches so far that were merged into later ones
 };
 

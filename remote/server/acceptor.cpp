@@ -25,6 +25,9 @@ const xo::log::Category kLog("remote");
 /// For models, modules, libraries, logs and what else the robot has open.
 constexpr std::size_t kOtherFiles = 128;
 constexpr std::chrono::seconds kBetweenWarnings{10};
+/// What the system keeps of what a client does not take; it doubles this. Left to itself it may
+/// keep several MiB.
+constexpr int kSendBytes = 128 * 1024;
 /// Before another try when no connection can be taken in for want of files or memory.
 constexpr std::chrono::milliseconds kBreath{50};
 
@@ -73,8 +76,9 @@ Acceptor::Acceptor(std::vector<Way> ways, std::size_t mostConnections)
       fWays(std::move(ways)),
       fPoll(require(::epoll_create1(EPOLL_CLOEXEC))),
       fEnd(require(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))) {
-  watch(fEnd.get(), EPOLLIN);
-  for (const Way& way : fWays) watch(way.listener.get(), EPOLLIN);
+  bool isWatched = watch(fEnd.get(), EPOLLIN);
+  for (const Way& way : fWays) isWatched = isWatched && watch(way.listener.get(), EPOLLIN);
+  if (!isWatched) throw std::system_error(errno, std::system_category(), "connections");
   fThread = std::thread([this] { run(); });
 }
 
@@ -84,13 +88,11 @@ Acceptor::~Acceptor() {
   fThread.join();
 }
 
-void Acceptor::watch(int file, unsigned events) const {
+bool Acceptor::watch(int file, unsigned events) const {
   epoll_event event{};
   event.events = events;
   event.data.fd = file;
-  if (::epoll_ctl(fPoll.get(), EPOLL_CTL_ADD, file, &event) != 0) {
-    throw std::system_error(errno, std::system_category(), "connections");
-  }
+  return ::epoll_ctl(fPoll.get(), EPOLL_CTL_ADD, file, &event) == 0;
 }
 
 void Acceptor::run() {
@@ -120,24 +122,28 @@ void Acceptor::takeIn(Way& way) {
     if (errno != EAGAIN && errno != ECONNABORTED) std::this_thread::sleep_for(kBreath);
     return;
   }
-  if (way.open >= fMost) return turnAway(way, std::move(connection));
+  if (way.open >= fMost) {
+    return turnAway(way, std::move(connection),
+                    "The connections have reached the limit of " + std::to_string(fMost));
+  }
   const int on = 1;  // fails for Unix sockets, which have no such delay
   (void)::setsockopt(connection.get(), IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on));
+  (void)::setsockopt(connection.get(), SOL_SOCKET, SO_SNDBUF, &kSendBytes, sizeof(kSendBytes));
   Open open{Descriptor(::fcntl(connection.get(), F_DUPFD_CLOEXEC, 0)), &way};
   const int second = open.second.get();
-  if (second < 0) return turnAway(way, std::move(connection));
-  watch(second, EPOLLRDHUP);
+  if (second < 0 || !watch(second, EPOLLRDHUP)) {
+    const std::string error = std::system_category().message(errno);
+    return turnAway(way, std::move(connection), "No connection can be taken in: " + error);
+  }
   fConnections.emplace(second, std::move(open));
   ++way.open;
-  ++fOpen;
   grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
   parameters.listener_fd = way.listener.get();
   parameters.fd = connection.release();
   way.taker->HandleNewConnection(&parameters);
 }
 
-void Acceptor::turnAway(const Way& way, Descriptor connection) {
-  const std::string why = "The connections have reached the limit of " + std::to_string(fMost);
+void Acceptor::turnAway(const Way& way, Descriptor connection, const std::string& why) {
   if (way.isPlaintext) {
     const std::string words = goAway(why);
     (void)::send(connection.get(), words.data(), words.size(), MSG_NOSIGNAL);
@@ -153,7 +159,6 @@ void Acceptor::ended(int file) {
   const auto found = fConnections.find(file);
   if (found == fConnections.end()) return;
   --found->second.way->open;
-  --fOpen;
   // gRPC may hold the connection for a moment more, and the poll would go on about it.
   ::epoll_ctl(fPoll.get(), EPOLL_CTL_DEL, file, nullptr);
   fConnections.erase(found);

@@ -3,7 +3,7 @@
 
 #include <grpcpp/grpcpp.h>
 
-#include <atomic>
+#include <chrono>
 #include <cstddef>
 #include <map>
 #include <memory>
@@ -37,14 +37,12 @@ class Acceptor {
   Acceptor(const Acceptor&) = delete;
   Acceptor& operator=(const Acceptor&) = delete;
 
-  /// Open connections, of all ways.
-  std::size_t connections() const { return fOpen; }
-
  private:
   void run();
-  void watch(int file, unsigned events) const;
+  /// False: errno tells why.
+  bool watch(int file, unsigned events) const;
   void takeIn(Way& way);
-  void turnAway(const Way& way, Descriptor connection);
+  void turnAway(const Way& way, Descriptor connection, const std::string& why);
   void ended(int file);
 
   const std::size_t fMost;
@@ -56,7 +54,6 @@ class Acceptor {
     Way* way = nullptr;
   };
   std::map<int, Open> fConnections;  // by the second descriptor
-  std::atomic<std::size_t> fOpen{0};
   std::chrono::steady_clock::time_point fLastWarning{};
   std::thread fThread;
 };

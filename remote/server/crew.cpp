@@ -5,6 +5,7 @@
 #include <chrono>
 #include <stdexcept>
 #include <system_error>
+#include <utility>
 
 #include "framework/xo/log.h"
 #include "framework/xo/os.h"
@@ -26,6 +27,13 @@ constexpr int kBurst = 4;
 constexpr int kQuietLooks = 20;
 /// Followers that wait, besides the watcher, for the next burst of long calls.
 constexpr int kSpareFollowers = 1;
+
+/// What the calling thread leads, and since which turn.
+struct Lead {
+  Crew* crew = nullptr;
+  std::uint64_t turn = 0;
+};
+thread_local Lead tLead;
 
 bool isBusy(std::uint64_t turn) { return (turn & 1) != 0; }
 
@@ -84,6 +92,7 @@ void Crew::lead() {
   while (fQueue.Next(&tag, &ok)) {
     fTurn = ++turn;
     if (fIsWatcherAsleep) wakeWatcher();
+    tLead = {this, turn};
     static_cast<Tag*>(tag)->happened(ok);
     std::uint64_t mine = turn;
     if (!fTurn.compare_exchange_strong(mine, turn + 1)) return;  // somebody else leads by now
@@ -93,6 +102,18 @@ void Crew::lead() {
   fIsDrained = true;
   fWatcherWake.notify_all();
   fFollowerWake.notify_all();
+}
+
+void Crew::expectLong() {
+  if (tLead.crew != nullptr) tLead.crew->freeLead(tLead.turn);
+}
+
+void Crew::freeLead(std::uint64_t turn) {
+  if (!fTurn.compare_exchange_strong(turn, turn + 1)) return;  // the watcher was faster
+  std::scoped_lock lock(fMutex);
+  fIsLeadFree = true;
+  fIsWatcherAsleep = false;
+  fWatcherWake.notify_one();
 }
 
 /// True: lead. False: leave.
@@ -124,6 +145,7 @@ bool Crew::watch(std::unique_lock<std::mutex>& lock) {
   std::uint64_t seen = fTurn;
   int quietLooks = 0;
   while (!fIsDrained) {
+    if (std::exchange(fIsLeadFree, false)) return true;
     if (quietLooks >= kQuietLooks) {
       fIsWatcherAsleep = true;
       // A leader either sees the flag, or its turn is seen here.
@@ -133,6 +155,7 @@ bool Crew::watch(std::unique_lock<std::mutex>& lock) {
       fIsWatcherAsleep = false;
       seen = fTurn;
       quietLooks = 0;
+      if (fIsLeadFree) continue;
     }
     if (fEagerLooks > 0) {
       --fEagerLooks;
@@ -140,6 +163,7 @@ bool Crew::watch(std::unique_lock<std::mutex>& lock) {
     } else {
       fWatcherWake.wait_for(lock, kLook);
     }
+    if (fIsLeadFree) continue;
     std::uint64_t now = fTurn;
     if (now != seen) {
       seen = now;

@@ -32,6 +32,7 @@ class Tag {
 /// after a millisecond or two (much sooner in a burst of calls that block), the follower takes the
 /// lead, and the former leader joins the followers when it is done. So a call that blocks holds up
 /// nobody, and short calls cost no switch of threads. While nothing arrives every thread sleeps.
+/// Who knows beforehand that it will be busy for long says so, and nobody waits for the watcher.
 ///
 ///     follower --watches--> watcher --leader busy for too long--> leader
 ///        ^                                                           |
@@ -50,12 +51,17 @@ class Crew {
   /// Threads that exist now.
   int threads() const;
 
+  /// Says that what the calling thread is about to do takes long: it gives up the lead now, not
+  /// when the watcher has noticed. Does nothing on a thread that does not lead a crew.
+  static void expectLong();
+
  private:
   void run(bool leads);
   void lead();
   bool follow();
   bool watch(std::unique_lock<std::mutex>& lock);
   void wakeWatcher();
+  void freeLead(std::uint64_t turn);
   bool hireLocked(bool leads);
 
   grpc::CompletionQueue& fQueue;
@@ -71,6 +77,7 @@ class Crew {
   std::condition_variable fFollowerWake;
   std::condition_variable fGone;
   bool fHasWatcher = false;
+  bool fIsLeadFree = false;  // given up: the watcher's, or the next one's
   bool fIsDrained = false;
   int fWaiting = 0;  // followers, the watcher not counted
   int fEagerLooks = 0;

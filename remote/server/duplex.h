@@ -6,21 +6,28 @@
 #include <grpcpp/impl/codegen/proto_utils.h>
 #include <grpcpp/support/async_stream.h>
 
-#include <atomic>
+#include <cstddef>
 #include <deque>
 #include <functional>
 #include <memory>
 #include <mutex>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "remote/server/endables.h"
 #include "remote/server/exchange.h"
+#include "remote/server/first_words.h"
 #include "remote/server/stream.h"
 
 namespace remote {
 
-/// Base of what talks to one client. Keeps itself alive while gRPC may use it.
+/// What may wait for a client that does not read. A lender that reads has at most the calls that it
+/// has not answered (4 MiB) waiting, and short words about them.
+inline constexpr std::size_t kQueuedBytes = 5 << 20;
+
+/// Base of what talks to one client. Keeps itself alive while gRPC may use it. A client whose first
+/// message does not come in time, or who lets too much wait, is cut off and told why.
 ///
 ///     idle --send--> writing --written, nothing queued--> idle
 ///       |               |
@@ -30,12 +37,16 @@ namespace remote {
 /// crew's thread. `received` comes once for each `readNext`, so one at a time unless it asks for
 /// the next message before it is done with this one; `gone` comes at any time.
 template <class Request, class Reply>
-class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Request, Reply>> {
+class Duplex : public Endable,
+               public FirstWords::Silent,
+               public std::enable_shared_from_this<Duplex<Request, Reply>> {
  public:
   using Pointer = std::shared_ptr<Duplex>;
   using Messages = grpc::ServerAsyncReaderWriter<Reply, Request>;
   /// Asks gRPC for the next stream, and makes the object that serves it.
   struct Method {
+    std::string name;
+    std::shared_ptr<FirstWords> firstWords;
     std::function<void(grpc::ServerContext*, Messages*, void*)> ask;
     std::function<Pointer()> make;
   };
@@ -56,14 +67,24 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
     std::unique_lock lock(fMutex);
     const bool isStuck = fIsWriting;
     lock.unlock();
-    if (isStuck) cutOff();  // its client may never read what is being written
+    if (isStuck) cutOff(shuttingDown());  // its client may never read what is being written
+  }
+
+  void heardNothing() override {
+    end({grpc::StatusCode::DEADLINE_EXCEEDED,
+         "The first message of " + fMethod->name + " did not come within " +
+             std::to_string(kFirstMessageWithin.count()) + " s"});
   }
 
  protected:
   virtual ~Duplex() = default;
 
+  /// The stream is open, and nothing was said yet. What it throws ends it.
+  virtual void opened() = 0;
   /// A message came. What it throws ends the stream.
   virtual void received(Request request) = 0;
+  /// All that was sent is on its way.
+  virtual void drained() {}
   /// The client will say no more.
   virtual void readsEnded() {}
   /// The client is gone, or has cancelled.
@@ -85,18 +106,37 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
 
   /// False, and nothing happens, once the end has come.
   bool send(Reply reply) {
+    const std::size_t bytes = reply.ByteSizeLong();
+    bool isTooMuch = false;
     {
       std::scoped_lock lock(fMutex);
-      if (fIsFinished || fWantedEnd) return false;
+      if (fIsFinished || fWantedEnd || fIsDeaf) return false;
       if (fIsWriting) {
-        fQueue.push_back(std::move(reply));
-        return true;
+        isTooMuch = fQueuedBytes + bytes > kQueuedBytes;
+        fIsDeaf = isTooMuch;
+        if (!isTooMuch) {
+          fQueuedBytes += bytes;
+          fQueue.push_back(std::move(reply));
+          return true;
+        }
+      } else {
+        fIsWriting = true;
+        ++fTags;
       }
-      fIsWriting = true;
-      ++fTags;
+    }
+    if (isTooMuch) {
+      cutOff({grpc::StatusCode::RESOURCE_EXHAUSTED,
+              "What this client has not read has reached the limit of " +
+                  std::to_string(kQueuedBytes) + " bytes"});
+      return false;
     }
     fMessages.Write(reply, &fWritten);
     return true;
+  }
+  /// It was cut off because it does not read.
+  bool isDeaf() const {
+    std::scoped_lock lock(fMutex);
+    return fIsDeaf;
   }
 
   /// Keeps what is sent from now on until `release`. While nothing is being written.
@@ -118,6 +158,7 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
       std::scoped_lock lock(fMutex);
       fIsWriting = false;
       fQueue.clear();
+      fQueuedBytes = 0;
       fWantedEnd.reset();
     }
     end(status);
@@ -134,8 +175,12 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
     }
     fMessages.Finish(status, &fSent);
   }
-  /// Ends at once whatever the client does.
-  void cutOff() { fContext.TryCancel(); }
+  /// Ends at once whatever the client does, and drops what was not sent.
+  void cutOff(const grpc::Status& status) {
+    grpc_call_cancel_with_status(fContext.c_call(),
+                                 static_cast<grpc_status_code>(status.error_code()),
+                                 status.error_message().c_str(), nullptr);
+  }
 
  private:
   void arrived(bool ok) {
@@ -146,11 +191,20 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
     const Pointer self = fSelf;
     expect(*fMethod, *fEndables, fCounted);
     fEndables->add(self);
+    try {
+      opened();
+    } catch (const door::Refused& refused) {
+      end(statusOf(refused));
+      return;
+    }
+    fTicket = fMethod->firstWords->await(self);
     readNext();
   }
   void wasRead(bool ok) {
     const Pointer self = fSelf;
-    if (ok) {
+    if (fTicket != 0 && !fMethod->firstWords->came(std::exchange(fTicket, 0))) {
+      heardNothing();  // too late: the client is told so, and nothing is done
+    } else if (ok) {
       try {
         received(std::exchange(fRequest, Request()));
       } catch (const door::Refused& refused) {
@@ -171,11 +225,13 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
       std::scoped_lock lock(fMutex);
       if (!ok) {
         fQueue.clear();
+        fQueuedBytes = 0;
         if (!fWantedEnd) fWantedEnd = grpc::Status::CANCELLED;
       }
       if (!fQueue.empty()) {
         next = std::move(fQueue.front());
         fQueue.pop_front();
+        fQueuedBytes -= next->ByteSizeLong();
         ++fTags;
       } else {
         fIsWriting = false;
@@ -187,6 +243,8 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
       fMessages.Write(*next, &fWritten);
     } else if (wantedEnd) {
       fMessages.Finish(*wantedEnd, &fSent);
+    } else {
+      drained();
     }
     dropTag();
   }
@@ -220,12 +278,15 @@ class Duplex : public Endable, public std::enable_shared_from_this<Duplex<Reques
   MemberTag<Duplex, &Duplex::wasWritten> fWritten{this};
   MemberTag<Duplex, &Duplex::sent> fSent{this};
   Pointer fSelf;
+  FirstWords::Ticket fTicket = 0;  // by the reading thread alone, until the first message is there
 
-  std::mutex fMutex;  // guards all below; gRPC is never called under it
+  mutable std::mutex fMutex;  // guards all below; gRPC is never called under it
   int fTags = 2;  // that gRPC will give back: of the end, of what finishes it, and those under way
   bool fIsWriting = false;
   bool fIsFinished = false;
+  bool fIsDeaf = false;
   std::deque<Reply> fQueue;
+  std::size_t fQueuedBytes = 0;
   std::optional<grpc::Status> fWantedEnd;
 };
 

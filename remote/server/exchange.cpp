@@ -39,6 +39,8 @@ grpc::Status statusOf(const door::Refused& refused) {
       return {grpc::StatusCode::RESOURCE_EXHAUSTED, refused.what()};
     case door::Refused::Why::kNotAllowed:
       return {grpc::StatusCode::PERMISSION_DENIED, refused.what()};
+    case door::Refused::Why::kNotSupported:
+      return {grpc::StatusCode::FAILED_PRECONDITION, refused.what()};
     case door::Refused::Why::kTooMuch:
     case door::Refused::Why::kMalformed:
       break;

@@ -1,5 +1,6 @@
 #include "remote/server/health.h"
 
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -24,6 +25,7 @@ class HealthService::Watcher final : public Stream<Request, Response> {
 
  private:
   void opened(const Request& request) override {
+    fPlace = fHealth.fAccess.takeWatchPlace(clientOf(context()));
     fService = request.service();
     {
       std::scoped_lock lock(fHealth.fMutex);
@@ -38,6 +40,7 @@ class HealthService::Watcher final : public Stream<Request, Response> {
   }
 
   HealthService& fHealth;
+  door::Access::Place fPlace;
   std::string fService;
   std::mutex fToldMutex;
   std::optional<Response::ServingStatus> fTold;

@@ -4,8 +4,11 @@
 #include <grpcpp/grpcpp.h>
 
 #include <atomic>
+#include <map>
 #include <memory>
+#include <mutex>
 
+#include "access/access.h"
 #include "grpc/health/v1/health.grpc.pb.h"
 #include "remote/server/endables.h"
 #include "remote/server/exchange.h"
@@ -16,11 +19,12 @@ namespace remote {
 using HealthBase = grpc::health::v1::Health::WithAsyncMethod_Check<
     grpc::health::v1::Health::WithAsyncMethod_Watch<grpc::health::v1::Health::Service>>;
 
-/// The server as a whole serves from the start, the robot's service once it is ready. Thread-safe
-/// once begun.
+/// The server as a whole serves from the start, the robot's service once it is ready. Who follows
+/// that has a watch like any other. Thread-safe once begun.
 class HealthService final : public HealthBase {
  public:
-  explicit HealthService(Endables& endables) : fEndables(endables) {}
+  HealthService(const door::Access& access, Endables& endables)
+      : fAccess(access), fEndables(endables) {}
 
   void begin(grpc::ServerCompletionQueue* queue, const std::shared_ptr<void>& counted);
   /// From now on the robot's service serves; watchers learn of it.
@@ -32,6 +36,7 @@ class HealthService final : public HealthBase {
   class Watcher;
   Response::ServingStatus statusOfService(const std::string& service) const;
 
+  const door::Access& fAccess;
   Endables& fEndables;
   std::atomic<bool> fIsReady{false};
   std::mutex fMutex;

@@ -15,6 +15,8 @@ const xo::log::Category kLog("remote");
 
 }  // namespace
 
+void LendStream::opened() { fPlace = fHouse.access.takeLendPlace(clientOf(context())); }
+
 void LendStream::received(v1::LendRequest request) {
   if (request.has_offer() != (fCalls == nullptr)) {
     end({grpc::StatusCode::INVALID_ARGUMENT,
@@ -42,7 +44,6 @@ void LendStream::received(v1::LendRequest request) {
 }
 
 void LendStream::stand(const v1::DescribeServiceReply& offer) {
-  fPlace = fHouse.access.takeLendPlace(clientOf(context()));
   const xo::ObjectInfo info = readOffer(offer, fHouse.access.limits());
   const std::string& service = offer.service();
   const auto& reserved = fHouse.reserved;
@@ -117,7 +118,8 @@ std::chrono::steady_clock::time_point LendStream::pingDue(
     send(std::move(message));
   } else {
     lose("does not answer any more");
-    cutOff();
+    cutOff({grpc::StatusCode::DEADLINE_EXCEEDED,
+            "A ping was not answered within " + std::to_string(kPongWithin.count()) + " ms"});
   }
   return now + kPingEvery;
 }
@@ -144,7 +146,7 @@ void LendStream::readsEnded() {
   end(grpc::Status::OK);
 }
 
-void LendStream::gone() { lose("is gone"); }
+void LendStream::gone() { lose(isDeaf() ? "does not read what it is sent" : "is gone"); }
 
 void LendStream::closed() { lose("is gone"); }
 

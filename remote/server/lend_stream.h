@@ -35,6 +35,7 @@ class LendStream final : public Duplex<tavro::v1::LendRequest, tavro::v1::LendRe
   std::chrono::steady_clock::time_point pingDue(std::chrono::steady_clock::time_point now) override;
 
  private:
+  void opened() override;
   void received(tavro::v1::LendRequest request) override;
   void readsEnded() override;
   void gone() override;
@@ -45,7 +46,7 @@ class LendStream final : public Duplex<tavro::v1::LendRequest, tavro::v1::LendRe
   void lose(const char* why);
 
   House& fHouse;
-  door::Access::Place fPlace;  // taken by the reading thread
+  door::Access::Place fPlace;  // a stream that says nothing counts too
 
   std::mutex fMutex;  // guards all below; nothing is called under it
   std::string fService;

@@ -66,16 +66,27 @@ void RobotService::begin(grpc::ServerCompletionQueue* queue, std::shared_ptr<voi
                                                        &RobotService::list);
   take<v1::DescribeServiceRequest, v1::DescribeServiceReply>(
       fDescribe, &RobotService::RequestDescribeService, &RobotService::describe);
-  take<v1::ReadMemoryRequest, v1::ReadMemoryReply>(fRead, &RobotService::RequestReadMemory,
-                                                   &RobotService::read);
   take<v1::ListCallsRequest, v1::ListCallsReply>(fListCalls, &RobotService::RequestListCalls,
                                                  &RobotService::listCalls);
   take<v1::StopCallRequest, v1::StopCallReply>(fStopCall, &RobotService::RequestStopCall,
                                                &RobotService::stopCall);
+  takeReads();
   takeCalls();
   takeStarts();
   takeLends();
   takeWatches();
+}
+
+void RobotService::takeReads() {
+  fRead.ask = [this](grpc::ServerContext* context, v1::ReadMemoryRequest* request,
+                     grpc::ServerAsyncResponseWriter<v1::ReadMemoryReply>* responder, void* tag) {
+    RequestReadMemory(context, request, responder, fQueue, fQueue, tag);
+  };
+  fRead.handle = [this](const ReadExchange::Pointer& exchange) {
+    exchange->sendReply(fEndables.isEnding() ? shuttingDown()
+                                             : statusAfter([&] { read(*exchange); }));
+  };
+  ReadExchange::expect(fRead, fCounted.lock());
 }
 
 void RobotService::takeCalls() {
@@ -94,6 +105,8 @@ void RobotService::takeCalls() {
 }
 
 void RobotService::takeStarts() {
+  fStarts.name = "Start";
+  fStarts.firstWords = fFirstWords;
   fStarts.ask = [this](grpc::ServerContext* context, StartCall::Messages* messages, void* tag) {
     RequestStart(context, messages, fQueue, fQueue, tag);
   };
@@ -102,6 +115,8 @@ void RobotService::takeStarts() {
 }
 
 void RobotService::takeLends() {
+  fLends.name = "Lend";
+  fLends.firstWords = fFirstWords;
   fLends.ask = [this](grpc::ServerContext* context, LendStream::Messages* messages, void* tag) {
     RequestLend(context, messages, fQueue, fQueue, tag);
   };
@@ -180,13 +195,13 @@ void RobotService::describe(const grpc::ServerContext&, const v1::DescribeServic
   for (const auto& method : info.methods) toWire(method, reply->add_methods());
 }
 
-void RobotService::read(const grpc::ServerContext&, const v1::ReadMemoryRequest& request,
-                        v1::ReadMemoryReply* reply) {
-  const door::Outcome outcome = fAccess.readMemory(request.key());
+void RobotService::read(ReadExchange& exchange) {
+  const door::Outcome outcome =
+      fAccess.readMemory(clientOf(exchange.context), exchange.request.key(), &exchange.stop);
   if (outcome.hasFailed()) {
-    errorToWire(outcome.errorKind, outcome.errorText, reply->mutable_error());
+    errorToWire(outcome.errorKind, outcome.errorText, exchange.reply.mutable_error());
   } else {
-    toWire(outcome.value, reply->mutable_value());
+    toWire(outcome.value, exchange.reply.mutable_value());
   }
 }
 
@@ -210,8 +225,8 @@ void RobotService::call(const CallExchange::Pointer& exchange) {
 
   door::Access::FuturePlace place;
   if (isAwaited) place = fAccess.takeFuturePlace(client);
-  door::Outcome outcome =
-      fAccess.call(client, request.service(), request.method(), args, &exchange->stop);
+  door::Outcome outcome = fAccess.call(client, request.service(), request.method(), args,
+                                       &exchange->stop, &Crew::expectLong);
   exchange->reply.set_has_future(outcome.future.has_value());
   if (outcome.future && isAwaited) {
     PendingCall::start(exchange, *outcome.future, std::move(place), fEndables);

@@ -39,17 +39,20 @@ class RobotService final : public RobotBase {
   /// Where the names of the robot's modules come from; a function that may be called at any time.
   void setModules(std::function<std::vector<std::string>()> modules);
   Endables& endables() { return fEndables; }
+  const std::shared_ptr<FirstWords>& firstWords() const { return fFirstWords; }
   /// Ends streams, cancels the futures that clients wait for, asks running calls to stop, and
   /// refuses what comes from now on.
   void end();
 
  private:
+  using ReadExchange = Exchange<tavro::v1::ReadMemoryRequest, tavro::v1::ReadMemoryReply>;
   template <class Request, class Reply>
   using Question = void (RobotService::*)(const grpc::ServerContext&, const Request&, Reply*);
   template <class Request, class Reply, class Ask>
   void take(typename Exchange<Request, Reply>::Method& method, Ask ask,
             Question<Request, Reply> question);
   void takeCalls();
+  void takeReads();
   void takeWatches();
   void takeStarts();
   void takeLends();
@@ -61,8 +64,7 @@ class RobotService final : public RobotBase {
   void describe(const grpc::ServerContext& context,
                 const tavro::v1::DescribeServiceRequest& request,
                 tavro::v1::DescribeServiceReply* reply);
-  void read(const grpc::ServerContext& context, const tavro::v1::ReadMemoryRequest& request,
-            tavro::v1::ReadMemoryReply* reply);
+  void read(ReadExchange& exchange);
   void listCalls(const grpc::ServerContext& context, const tavro::v1::ListCallsRequest&,
                  tavro::v1::ListCallsReply* reply);
   void stopCall(const grpc::ServerContext& context, const tavro::v1::StopCallRequest& request,
@@ -73,6 +75,7 @@ class RobotService final : public RobotBase {
   const std::string fSoftwareVersion;
   const std::chrono::steady_clock::time_point fStart = std::chrono::steady_clock::now();
   Endables fEndables;
+  const std::shared_ptr<FirstWords> fFirstWords = std::make_shared<FirstWords>();
   grpc::ServerCompletionQueue* fQueue = nullptr;
   std::weak_ptr<void> fCounted;
 
@@ -84,7 +87,7 @@ class RobotService final : public RobotBase {
   Exchange<tavro::v1::GetInfoRequest, tavro::v1::GetInfoReply>::Method fInfo;
   Exchange<tavro::v1::ListServicesRequest, tavro::v1::ListServicesReply>::Method fList;
   Exchange<tavro::v1::DescribeServiceRequest, tavro::v1::DescribeServiceReply>::Method fDescribe;
-  Exchange<tavro::v1::ReadMemoryRequest, tavro::v1::ReadMemoryReply>::Method fRead;
+  ReadExchange::Method fRead;
   Exchange<tavro::v1::ListCallsRequest, tavro::v1::ListCallsReply>::Method fListCalls;
   Exchange<tavro::v1::StopCallRequest, tavro::v1::StopCallReply>::Method fStopCall;
   CallExchange::Method fCall;

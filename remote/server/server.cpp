@@ -2,9 +2,7 @@
 
 #include <grpc/grpc.h>
 #include <grpc/support/log.h>
-#include <grpcpp/ext/proto_server_reflection_plugin.h>
 #include <grpcpp/grpcpp.h>
-#include <grpcpp/resource_quota.h>
 #include <sys/resource.h>
 
 #include <climits>
@@ -22,6 +20,7 @@
 #include "remote/server/crew.h"
 #include "remote/server/doorkeeper.h"
 #include "remote/server/health.h"
+#include "remote/server/reflection.h"
 #include "remote/server/robot_service.h"
 #include "remote/server/unix_socket.h"
 
@@ -31,6 +30,9 @@ namespace {
 const xo::log::Category kLog("remote");
 const xo::log::Category kLibraryLog("gRPC");
 
+/// Questions that are answered at once, and whatever comes only to be refused, on top of all that
+/// may last.
+constexpr std::size_t kShortStreams = 100;
 constexpr int kMostIdleMs = 10 * 60 * 1000;
 
 /// How long calls that are nearly done have before the server's end cuts them off.
@@ -49,17 +51,22 @@ void prepareLibrary() {
     // Stays initialised: ending the library with its last user may take ten seconds.
     grpc_init();
     gpr_set_log_function(&logOfLibrary);
-    grpc::reflection::InitProtoReflectionServerBuilderPlugin();
     return true;
   }();
   (void)isDone;
+}
+
+/// What one client may have under way by one connection; more waits at the client's side.
+std::size_t streamsPerConnection(const door::Limits& limits) {
+  return limits.futuresPerClient + limits.watchesPerClient + limits.lendsPerClient +
+         limits.callsPerClient + kShortStreams;
 }
 
 void setLimits(grpc::ServerBuilder& builder, const door::Limits& limits) {
   builder.SetMaxReceiveMessageSize(static_cast<int>(limits.messageBytes));
   builder.SetMaxSendMessageSize(INT_MAX);
   builder.AddChannelArgument(GRPC_ARG_MAX_CONCURRENT_STREAMS,
-                             static_cast<int>(limits.futuresPerClient) * 2);
+                             static_cast<int>(streamsPerConnection(limits)));
   builder.AddChannelArgument(GRPC_ARG_MAX_METADATA_SIZE, 8192);
   builder.AddChannelArgument("grpc.server_handshake_timeout_ms", 5000);
   // A client whose machine or network is gone is noticed while it has something under way.
@@ -69,15 +76,6 @@ void setLimits(grpc::ServerBuilder& builder, const door::Limits& limits) {
   // A connection by which nothing is asked makes room; its client comes back when it has a
   // question.
   builder.AddChannelArgument(GRPC_ARG_MAX_CONNECTION_IDLE_MS, kMostIdleMs);
-  // Reflection alone is served synchronously; its one thread has nothing to do but wait.
-  using Sync = grpc::ServerBuilder::SyncServerOption;
-  builder.SetSyncServerOption(Sync::NUM_CQS, 1);
-  builder.SetSyncServerOption(Sync::MIN_POLLERS, 1);
-  builder.SetSyncServerOption(Sync::MAX_POLLERS, 1);
-  builder.SetSyncServerOption(Sync::CQ_TIMEOUT_MSEC, 3600 * 1000);
-  grpc::ResourceQuota quota("robot");
-  quota.SetMaxThreads(8);
-  builder.SetResourceQuota(quota);
 }
 
 }  // namespace
@@ -112,7 +110,8 @@ struct Server::State {
   std::shared_ptr<Doorkeeper> doorkeeper;  // of the TCP port, if it has one
 
   RobotService service;
-  HealthService health{service.endables()};
+  HealthService health{access, service.endables()};
+  ReflectionService reflection{access, service.endables(), service.firstWords()};
   std::unique_ptr<grpc::ServerCompletionQueue> queue;
   std::unique_ptr<grpc::Server> server;
   std::unique_ptr<Crew> crew;
@@ -129,6 +128,7 @@ struct Server::State {
   std::shared_ptr<grpc::ServerCredentials> protectTcp();
   void claimUnixPath();
   std::vector<Acceptor::Way> openWays(grpc::ServerBuilder& builder);
+  void abandon();  // what `listen` has begun
   void beginEnd();
   void end();
 };
@@ -205,10 +205,10 @@ void Server::State::listen() {
   auto ways = openWays(builder);
   builder.RegisterService(&service);
   builder.RegisterService(&health);
+  builder.RegisterService(&reflection);
   queue = builder.AddCompletionQueue();
   server = builder.BuildAndStart();
   if (!server) {
-    queue->Shutdown();
     throw std::runtime_error("Cannot listen on " +
                              (tcp ? tcp->text() : "unix:" + unixPlace.path()));
   }
@@ -219,10 +219,21 @@ void Server::State::listen() {
   });
   service.begin(queue.get(), counted);
   health.begin(queue.get(), counted);
+  reflection.begin(queue.get(), counted);
   const auto& limits = access.limits();
   crew = std::make_unique<Crew>(*queue, static_cast<int>(limits.mostCalls()) + 2, "remote");
   const std::size_t most = affordableConnections(limits.connections, ways.size());
   acceptor = std::make_unique<Acceptor>(std::move(ways), most);
+}
+
+void Server::State::abandon() {
+  if (server) server->Shutdown(std::chrono::system_clock::now());
+  if (!queue) return;
+  queue->Shutdown();
+  if (crew) return crew.reset();
+  void* tag = nullptr;
+  bool ok = false;
+  while (queue->Next(&tag, &ok)) static_cast<Tag*>(tag)->happened(ok);
 }
 
 void Server::State::beginEnd() {
@@ -247,7 +258,12 @@ void Server::State::end() {
 
 Server::Server(door::Access& access, Options options)
     : fState(std::make_unique<State>(access, options)) {
-  fState->listen();
+  try {
+    fState->listen();
+  } catch (...) {
+    fState->abandon();
+    throw;
+  }
 }
 
 Server::~Server() {

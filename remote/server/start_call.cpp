@@ -10,6 +10,12 @@ namespace remote {
 
 namespace v1 = tavro::v1;
 
+void StartCall::opened() {
+  auto place = fAccess.takeFuturePlace(clientOf(context()));
+  std::scoped_lock lock(fMutex);
+  if (!fIsGone) fPlace.swap(place);
+}
+
 void StartCall::received(v1::StartRequest request) {
   if (request.has_call() != !fIsBegun || request.what_case() == v1::StartRequest::WHAT_NOT_SET) {
     end({grpc::StatusCode::INVALID_ARGUMENT,
@@ -30,16 +36,21 @@ void StartCall::run(const v1::CallRequest& request) {
   std::vector<HB::HBValue> args;
   args.reserve(static_cast<std::size_t>(request.args_size()));
   for (const auto& arg : request.args()) args.push_back(fromWire(arg));
-  auto place = fAccess.takeFuturePlace(client);
-  door::Outcome outcome = fAccess.call(client, request.service(), request.method(), args, &fStop);
+  door::Outcome outcome =
+      fAccess.call(client, request.service(), request.method(), args, &fStop, &Crew::expectLong);
   if (outcome.future) {
-    follow(*std::exchange(outcome.future, std::nullopt), std::move(place));
+    follow(*std::exchange(outcome.future, std::nullopt));
   } else {
+    {
+      door::Access::FuturePlace place;  // whoever has the answer may start another one
+      std::scoped_lock lock(fMutex);
+      place.swap(fPlace);
+    }
     tell(outcome);
   }
 }
 
-void StartCall::follow(xo::Future<HB::HBValue> future, door::Access::FuturePlace place) {
+void StartCall::follow(xo::Future<HB::HBValue> future) {
   bool isCancelWanted = false;
   const std::weak_ptr<xo::detail::TypedState<HB::HBValue>> state = future.sharedState();
   {
@@ -47,7 +58,6 @@ void StartCall::follow(xo::Future<HB::HBValue> future, door::Access::FuturePlace
     if (fIsGone) return;
     isCancelWanted = fIsCancelWanted;
     fFuture = std::move(future);
-    fPlace = std::move(place);
   }
   v1::StartReply reply;
   reply.mutable_future();

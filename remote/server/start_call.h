@@ -24,10 +24,11 @@ class StartCall final : public Duplex<tavro::v1::StartRequest, tavro::v1::StartR
   void endWithServer() override;
 
  private:
+  void opened() override;
   void received(tavro::v1::StartRequest request) override;
   void gone() override;
   void run(const tavro::v1::CallRequest& request);
-  void follow(xo::Future<HB::HBValue> future, door::Access::FuturePlace place);
+  void follow(xo::Future<HB::HBValue> future);
   void cancel();
   void finished();
   void tell(const door::Outcome& outcome);
@@ -40,7 +41,7 @@ class StartCall final : public Duplex<tavro::v1::StartRequest, tavro::v1::StartR
   bool fIsGone = false;
   bool fIsCancelWanted = false;
   std::optional<xo::Future<HB::HBValue>> fFuture;
-  door::Access::FuturePlace fPlace;
+  door::Access::FuturePlace fPlace;  // from the first on: a stream that says nothing counts too
 };
 
 }  // namespace remote

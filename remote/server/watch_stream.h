@@ -2,7 +2,6 @@
 #pragma once
 
 #include <memory>
-#include <vector>
 
 #include "access/memory_watch.h"
 #include "remote/server/stream.h"
@@ -10,8 +9,8 @@
 
 namespace remote {
 
-/// Sends each batch of a MemoryWatch, in parts if it is large, and asks for the next one when it is
-/// sent: a client that does not read costs one batch and one message.
+/// Sends each part of a MemoryWatch's batches as a message, and asks for the next one when it is
+/// sent: a client that does not read costs one message.
 class WatchStream final : public Stream<tavro::v1::WatchRequest, tavro::v1::WatchReply> {
  public:
   explicit WatchStream(const door::Access& access) : fAccess(access) {}
@@ -20,16 +19,11 @@ class WatchStream final : public Stream<tavro::v1::WatchRequest, tavro::v1::Watc
   void opened(const tavro::v1::WatchRequest& request) override;
   void written() override;
   void closed() override {}
-  void takeBatch(std::vector<HB::MemoryItem> items);
-  void sendPart();
+  void sendPart(const HB::MemoryChanges& part);
 
   const door::Access& fAccess;
   door::Access::Place fPlace;
-  // Of the batch that is being sent.
-  std::vector<HB::MemoryItem> fItems;
-  std::size_t fNextItem = 0;
   bool fIsSnapshot = true;
-  tavro::v1::WatchReply fMessage;
   std::unique_ptr<door::MemoryWatch> fWatch;
 };
 

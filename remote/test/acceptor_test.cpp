@@ -5,6 +5,7 @@
 
 #include <list>
 
+#include "remote/test/failing_poll.h"
 #include "remote/test/raw_socket.h"
 #include "remote/test/test_robot.h"
 
@@ -67,6 +68,35 @@ TEST(Acceptor, ConnectionsThatNeverSpeakMakeRoomAfterAWhile) {
       return false;
     }
   }));
+}
+
+TEST(Acceptor, OneThatCannotBeginFailsTheStartAndNothingStays) {
+  TestRobot robot;  // what the library opens once is open now
+  const int threads = TestRobot::threads();
+  Server::Options options;
+  options.listen = "127.0.0.1:0";
+  {
+    const NoNewPolls refused;
+    EXPECT_THROW(Server(robot.access, options), std::system_error);
+  }
+  EXPECT_TRUE(comesTrue([&] { return TestRobot::threads() <= threads; }));
+  EXPECT_NO_THROW(Server(robot.access, options));
+}
+
+TEST(Acceptor, AConnectionThatCannotBeWatchedIsToldWhyAndTheNextOnesAreServed) {
+  const TestRobot robot;
+  {
+    const NoNewConnectionWatches refused;
+    try {
+      robot.connect();
+      ADD_FAILURE() << "connected";
+    } catch (const RemoteError& error) {
+      EXPECT_EQ(error.fault(), RemoteError::Fault::kRefused);
+      EXPECT_THAT(error.what(),
+                  HasSubstr("No connection can be taken in: No space left on device"));
+    }
+  }
+  EXPECT_NO_THROW(robot.connect());
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <grpcpp/grpcpp.h>
 #include <grpcpp/impl/codegen/proto_utils.h>
 
+#include "grpc/health/v1/health.grpc.pb.h"
 #include "remote/test/raw_socket.h"
 #include "remote/test/test_robot.h"
 #include "tavro/v1/robot.grpc.pb.h"
@@ -91,8 +92,7 @@ TEST(Client, AListenerThatSpeaksSomethingElseIsNotARobot) {
 }
 
 TEST(Client, AnotherGrpcServerIsNotARobot) {
-  class Other final : public grpc::Service {
-  } other;
+  grpc::health::v1::Health::Service other;
   const BareServer server(&other);
   const auto error = connectError(server.address());
   EXPECT_EQ(error.fault(), Fault::kNotARobot);

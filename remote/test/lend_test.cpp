@@ -3,6 +3,7 @@
 
 #include "framework/hb/hb_error.h"
 #include "framework/xo/event_loop.h"
+#include "remote/test/lingering.h"
 #include "remote/test/raw_lender.h"
 #include "remote/test/test_robot.h"
 
@@ -15,7 +16,7 @@ using HB::HBValue;
 using testing::HasSubstr;
 
 /// A lamp that a client lends; what was asked of it is seen from outside.
-class Lamp {
+class Lamp : public Lingering {
  public:
   xo::ObjectBuilder builder() {
     xo::ObjectBuilder builder;
@@ -26,17 +27,7 @@ class Lamp {
         builder, "fill", [this](const std::vector<std::vector<float>>& lists) { filled = lists; });
     add<void()>(builder, "fail", [] { throw HB::HBError("the bulb is broken"); });
     add<xo::Future<HBValue>()>(builder, "fade", [this] { return later.future(); });
-    add<void()>(builder, "stay", [this] {
-      ++inside;
-      while (!xo::CallScope::current()->isStopRequested()) std::this_thread::yield();
-      ++stopped;
-      --inside;
-    });
-    add<void()>(builder, "insist", [this] {
-      ++inside;
-      while (!isOver) std::this_thread::yield();
-      --inside;
-    });
+    addTo(builder);
     add<void(const std::function<void()>&)>(builder, "local", [](const std::function<void()>&) {});
     return builder;
   }
@@ -44,9 +35,6 @@ class Lamp {
 
   xo::Promise<HBValue> later;
   std::vector<std::vector<float>> filled;
-  std::atomic<int> inside{0};
-  std::atomic<int> stopped{0};
-  std::atomic<bool> isOver{false};
 
  private:
   template <class Sig, class F>

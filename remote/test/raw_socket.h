@@ -57,6 +57,13 @@ class RawSocket {
   void send(const std::string& text) const {
     (void)::send(fFile, text.data(), text.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
   }
+  /// So many bytes, or those that came before the peer closed.
+  std::string receive(std::size_t bytes) const {
+    std::string text(bytes, 0);
+    const auto got = ::recv(fFile, text.data(), bytes, MSG_WAITALL);
+    text.resize(got < 0 ? 0 : static_cast<std::size_t>(got));
+    return text;
+  }
   void closeSending() const { ::shutdown(fFile, SHUT_WR); }
   /// Ends a waiting `accept`.
   void closeListening() const { ::shutdown(fFile, SHUT_RDWR); }

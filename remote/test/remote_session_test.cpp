@@ -171,7 +171,7 @@ TEST(RemoteSession, CallsUnderWayFailWhenTheRobotGoes) {
   robot.awaitInside(1);
   robot.server->stop(std::chrono::milliseconds(500));
   caller.join();
-  robot.stopAll = true;
+  robot.isOver = true;
   EXPECT_NE(text, "");
 }
 

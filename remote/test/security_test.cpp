@@ -105,6 +105,33 @@ grpc::Status ask(const std::shared_ptr<grpc::Channel>& channel, const std::strin
   return status;
 }
 
+/// What a stream answers first: OK for a message, else the status that ends it.
+StatusCode codeOfStream(const std::shared_ptr<grpc::Channel>& channel, const std::string& method,
+                        const google::protobuf::Message& message) {
+  grpc::GenericStub stub(channel);
+  grpc::ClientContext context;
+  context.set_deadline(std::chrono::system_clock::now() + std::chrono::seconds(5));
+  grpc::CompletionQueue queue;
+  const auto call = stub.PrepareCall(&context, method, &queue);
+  void* tag = nullptr;
+  bool ok = false;
+  const auto await = [&] { queue.Next(&tag, &ok); };
+  call->StartCall(nullptr);
+  await();
+  const grpc::Slice bytes(message.SerializeAsString());
+  call->WriteLast(grpc::ByteBuffer(&bytes, 1), grpc::WriteOptions(), nullptr);
+  await();
+  grpc::ByteBuffer reply;
+  call->Read(&reply, nullptr);
+  await();
+  const bool isAnswered = ok;
+  if (isAnswered) context.TryCancel();
+  grpc::Status status;
+  call->Finish(&status, nullptr);
+  await();
+  return isAnswered ? StatusCode::OK : status.error_code();
+}
+
 /// What such a client may do there: "nothing", "viewer" or "operator". Every RPC agrees with it.
 std::string roleAt(const std::string& address, const RobotClient::Options& options) {
   const auto channel = makeChannel(parseAddress(address), options);
@@ -120,16 +147,36 @@ std::string roleAt(const std::string& address, const RobotClient::Options& optio
       EXPECT_EQ(status.error_code(), StatusCode::UNAUTHENTICATED) << method;
     }
   }
+  const StatusCode outside = StatusCode::UNAUTHENTICATED;
+  for (const std::string method :
+       {"/tavro.v1.Robot/Watch", "/tavro.v1.Robot/WatchServices", "/grpc.health.v1.Health/Watch"}) {
+    EXPECT_EQ(codeOfStream(channel, method, v1::WatchRequest()), isIn ? StatusCode::OK : outside)
+        << method;
+  }
+  EXPECT_EQ(code(robot + "ListCalls"), isIn ? StatusCode::OK : outside);
   for (const char* method : {"DescribeService", "ReadMemory"}) {
     EXPECT_EQ(code(robot + method) == StatusCode::UNAUTHENTICATED, !isIn) << method;
     EXPECT_NE(code(robot + method), StatusCode::PERMISSION_DENIED) << method;
   }
   const auto call = code(robot + "Call");
+  const bool isOperator = isIn && call != StatusCode::PERMISSION_DENIED;
+  const auto forOperators = [&](StatusCode asOperator) {
+    return isOperator ? asOperator : isIn ? StatusCode::PERMISSION_DENIED : outside;
+  };
+  v1::StartRequest start;
+  start.mutable_call()->set_service("Test");
+  start.mutable_call()->set_method("nothing");
+  EXPECT_EQ(codeOfStream(channel, robot + "Start", start), forOperators(StatusCode::OK));
+  v1::LendRequest lend;
+  static int lent = 0;  // the one before may not have gone yet
+  lend.mutable_offer()->set_service("Lent" + std::to_string(++lent));
+  EXPECT_EQ(codeOfStream(channel, robot + "Lend", lend), forOperators(StatusCode::OK));
+  EXPECT_EQ(code(robot + "StopCall"), forOperators(StatusCode::OK));
   if (!isIn) {
-    EXPECT_EQ(call, StatusCode::UNAUTHENTICATED);
+    EXPECT_EQ(call, outside);
     return "nothing";
   }
-  return call == StatusCode::PERMISSION_DENIED ? "viewer" : "operator";
+  return isOperator ? "operator" : "viewer";
 }
 
 struct Protection {

@@ -249,7 +249,7 @@ TEST(Server, StopReturnsAtItsDeadlineWhenACallDoesNotLookAtItsStop) {
   EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(900));
   caller.join();  // its client learned of the end although the method is still inside
   EXPECT_EQ(robot.inside, 1);
-  robot.stopAll = true;
+  robot.isOver = true;
   robot.server.reset();
   EXPECT_EQ(robot.inside, 0);
 }

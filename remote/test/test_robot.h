@@ -17,6 +17,7 @@
 #include "access/test/fake_memory.h"
 #include "remote/client/robot_client.h"
 #include "remote/server/server.h"
+#include "remote/test/lingering.h"
 
 namespace remote {
 
@@ -46,7 +47,7 @@ class TemporaryDirectory {
   std::filesystem::path fPath;
 };
 
-class TestRobot {
+class TestRobot : public Lingering {
  public:
   explicit TestRobot(door::Limits limits = {}) : access(session, limits) {
     publish();
@@ -57,7 +58,7 @@ class TestRobot {
     options.reservedNames = {"HBReserved"};
     server = std::make_unique<Server>(access, options);
   }
-  ~TestRobot() { stopAll = true; }
+  ~TestRobot() { isOver = true; }
 
   std::string unixAddress() const { return "unix:" + server->unixPath(); }
   std::unique_ptr<RobotClient> connect(const std::string& name = "tester") const {
@@ -101,9 +102,6 @@ class TestRobot {
   std::shared_ptr<xo::Session> session = std::make_shared<xo::Session>();
   door::FakeMemory memory{*session};
   xo::Promise<HB::HBValue> later;
-  std::atomic<int> inside{0};        ///< calls in "stay" and "insist"
-  std::atomic<int> stopped{0};       ///< calls that saw their stop
-  std::atomic<bool> stopAll{false};  ///< ends calls of "insist", which do not look at their stop
   std::unique_ptr<xo::Session::Registration> registration;
   door::Access access;
   std::unique_ptr<Server> server;
@@ -152,17 +150,7 @@ class TestRobot {
         });
     add<xo::Future<HBValue>()>(builder, "later", [this] { return later.future(); });
     add<xo::Future<HBValue>()>(builder, "loose", [this] { return makeLoose(); });
-    add<void()>(builder, "stay", [this] {
-      ++inside;
-      while (!xo::CallScope::current()->isStopRequested()) std::this_thread::yield();
-      ++stopped;
-      --inside;
-    });
-    add<void()>(builder, "insist", [this] {
-      ++inside;
-      while (!stopAll) std::this_thread::yield();
-      --inside;
-    });
+    addTo(builder);
     registration = session->registerService("Test", std::move(builder));
   }
 

@@ -4,6 +4,7 @@
 #include <malloc.h>
 
 #include "access/memory_watch.h"
+#include "remote/test/deaf_watch.h"
 #include "remote/test/test_robot.h"
 #include "tavro/v1/robot.grpc.pb.h"
 
@@ -160,25 +161,6 @@ TEST(Watch, OneMoreThanAllowedIsRefusedUntilAnotherEnds) {
   EXPECT_TRUE(comesTrue([&] { return refusal() == "not refused"; }));
 }
 
-/// A watch whose client never reads, and never makes room for more.
-class DeafWatch {
- public:
-  explicit DeafWatch(const std::string& address) {
-    grpc::ChannelArguments args;
-    args.SetInt(GRPC_ARG_USE_LOCAL_SUBCHANNEL_POOL, 1);
-    args.SetInt(GRPC_ARG_HTTP2_BDP_PROBE, 0);
-    fStub = tavro::v1::Robot::NewStub(
-        grpc::CreateCustomChannel(address, grpc::InsecureChannelCredentials(), args));
-    fReader = fStub->Watch(&fContext, {});
-  }
-  ~DeafWatch() { fContext.TryCancel(); }
-
- private:
-  grpc::ClientContext fContext;
-  std::unique_ptr<tavro::v1::Robot::Stub> fStub;
-  std::unique_ptr<grpc::ClientReader<tavro::v1::WatchReply>> fReader;
-};
-
 TEST(Watch, ReadersThatNeverReadCostAtMostAMebibyteEachAndDelayNobody) {
   TestRobot robot;
   const std::string filler(400, 'x');
@@ -205,9 +187,65 @@ TEST(Watch, ReadersThatNeverReadCostAtMostAMebibyteEachAndDelayNobody) {
   EXPECT_LT(after - std::min(after, before), kDeaf << 20);
 }
 
+TEST(Watch, TellsOfAValueTooLargeForItThatItIsThereAndReadingGivesIt) {
+  TestRobot robot;
+  const HBValue huge(std::string(door::kWatchPartBytes + 1, 'x'));
+  robot.memory.insert("a", 1);
+  robot.memory.insert("b", huge);
+  robot.memory.insert("c", 3);
+  const auto client = robot.connect();
+  client->watch("", [&](const WatchBatch& batch) {
+    EXPECT_THAT(batch.items,
+                ElementsAre(Pair("a", HBValue(1)), Pair("b", HBValue()), Pair("c", HBValue(3))));
+    return false;
+  });
+  EXPECT_EQ(client->readMemory("b"), huge);
+}
+
+TEST(Watch, ALargeBatchIsManyMessagesThatEveryClientAccepts) {
+  TestRobot robot;
+  const std::string text(60000, 'x');
+  for (int i = 0; i < 100; ++i) robot.memory.insert(std::to_string(100 + i), text);
+  const auto stub = tavro::v1::Robot::NewStub(
+      grpc::CreateChannel(robot.server->tcpAddress(), grpc::InsecureChannelCredentials()));
+  grpc::ClientContext context;
+  const auto reader = stub->Watch(&context, {});
+  tavro::v1::WatchReply reply;
+  int items = 0;
+  for (bool isMore = true; isMore; isMore = reply.more()) {
+    ASSERT_TRUE(reader->Read(&reply));
+    EXPECT_TRUE(reply.snapshot());
+    EXPECT_LT(reply.ByteSizeLong(), door::kWatchPartBytes + 1000U);
+    for (const auto& item : reply.items()) EXPECT_EQ(item.key(), std::to_string(100 + items++));
+  }
+  EXPECT_EQ(items, 100);
+  robot.memory.insert("100", 1);
+  ASSERT_TRUE(reader->Read(&reply));
+  EXPECT_FALSE(reply.snapshot());
+  context.TryCancel();
+}
+
+TEST(Watch, OfAMemoryThatAnotherProcessLendsIsRefusedClearly) {
+  TestRobot robot;
+  robot.memory.close();
+  const auto client = robot.connect();
+  xo::ObjectBuilder memory;
+  memory.add(xo::makeMethod<HBValue(const std::string&)>(
+      {"getData", "", {}, {}, {}}, [](const std::string& key) { return HBValue(key); }));
+  const auto lending = client->lend("HBMemory", std::move(memory));
+  EXPECT_EQ(client->readMemory("a"), HBValue("a"));
+  try {
+    client->watch("", [](const WatchBatch&) { return true; });
+    FAIL() << "nothing was thrown";
+  } catch (const RemoteError& error) {
+    EXPECT_EQ(error.fault(), Fault::kRefused);
+    EXPECT_THAT(error.what(), testing::StartsWith("This memory cannot be followed: "));
+  }
+}
+
 TEST(Watch, TellsASlowReaderWhatItMissed) {
   TestRobot robot;
-  const std::string filler(600000, 'x');
+  const std::string filler(200000, 'x');
   robot.memory.insert("a", filler);
   int batches = 0;
   std::uint64_t dropped = 0;

@@ -57,7 +57,8 @@ TEST_F(HostServiceTest, RevivesHandlesOfOthersWhenAModuleComesBack) {
 
 TEST_F(HostServiceTest, RefusesAModuleThatIsLoaded) {
   host().call("loadModule", "standing_module");
-  EXPECT_EQ(refusalOf("loadModule", "standing_module"), "Module standing_module is already loaded");
+  EXPECT_EQ(refusalOf("loadModule", "standing_module"),
+            "HBHost: loadModule: 'standing_module' is loaded already; loaded are: standing_module");
   EXPECT_THAT(modules(), ElementsAre("standing_module"));
 }
 

@@ -54,8 +54,9 @@ void Calls::start(std::uint64_t id, std::string service, std::string method,
 }
 
 void Calls::read(std::uint64_t id, std::string key) {
-  begin(make(id),
-        [&access = fHouse.access, key = std::move(key)] { return access.readMemory(key); });
+  const auto call = make(id);
+  begin(call, [&access = fHouse.access, &stop = call->stop, client = fClient,
+               key = std::move(key)] { return access.readMemory(client, key, &stop); });
 }
 
 void Calls::begin(const std::shared_ptr<Running>& call, std::function<door::Outcome()> work) {

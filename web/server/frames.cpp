@@ -32,8 +32,8 @@ void Frames::watch(const door::Client& client, const std::string& pattern) {
     });
   };
   door::MemoryWatch::Viewer viewer{
-      [toMe](std::vector<HB::MemoryItem> items) {
-        auto shared = std::make_shared<std::vector<HB::MemoryItem>>(std::move(items));
+      [toMe](HB::MemoryChanges part) {
+        auto shared = std::make_shared<std::vector<HB::MemoryItem>>(std::move(part.items));
         toMe([shared](Frames& self) { self.take(std::move(*shared)); });
       },
       [toMe](const std::string& why) {

@@ -24,8 +24,9 @@ constexpr int kWait = -1;
 constexpr Step draw(int position, int color) { return {position, color, 0ms}; }
 constexpr Step wait(xo::Duration time) { return {kWait, 0, time}; }
 
-// Intended as it stands: the third step opens and the eighth repeats position 1, so that positions
-// 2 and 7 are never darkened; at the end positions 6 and 7 keep the shadow colour.
+// Intended as it stands: the waits are fixed, whatever time the steps between them take. The third
+// step opens and the eighth repeats position 1, so that positions 2 and 7 are never darkened; at
+// the end positions 6 and 7 keep the shadow colour.
 constexpr std::array<Step, 18> kSteps{{
     draw(0, kClosed),
     draw(1, kClosed),

@@ -3,6 +3,9 @@
 
 namespace HB {
 
+/// Where the colours end that 0x00RRGGBB can tell, read as unsigned.
+inline constexpr unsigned kColorEnd = 0x1000000;
+
 /// Three channel intensities, each meant to lie in 0..1. That is not enforced: the motion service
 /// clamps.
 struct Color {

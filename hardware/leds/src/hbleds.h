@@ -271,7 +271,8 @@ class HBLeds : public HBModule {
   xo::Future<void> xBlinkOnce(int eyeShadow);
 
   // Conversions (hbleds_convert.cpp). `method` is named in the text of an error, always a
-  // `std::invalid_argument`.
+  // `std::invalid_argument`. The extractors and `xToHBValue` are kept for commands that take or
+  // give untyped values; none does now.
   float xExtractFloat(const HBValue& value, const std::string& method) const;
   std::string xExtractString(const HBValue& value, const std::string& method) const;
   /// Errors: also for an empty list; the HBValue's own for what is not a list.

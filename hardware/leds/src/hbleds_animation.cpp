@@ -19,7 +19,6 @@ namespace {
 constexpr int kEyePositions = 8;
 constexpr int kDegreesPerPosition = 45;
 constexpr float kSecondsPerDay = 86400.0F;
-constexpr unsigned kColorEnd = 0x1000000;
 
 constexpr int kRastaCycleMs = 200;
 constexpr int kRandomCycleMs = 20;

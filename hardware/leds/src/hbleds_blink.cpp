@@ -15,7 +15,6 @@ constexpr int kNoShadow = -1;
 constexpr int kWhite = 0xFFFFFF;
 constexpr int kBlack = 0x000000;
 constexpr int kPink = 0xFF007F;
-constexpr unsigned kColorEnd = 0x1000000;
 constexpr float kStepSeconds = 0.05F;
 
 constexpr const char* kShadowRange =

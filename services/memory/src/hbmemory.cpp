@@ -108,6 +108,16 @@ void HBMemory::xPublishSubscriptions() {
             "and values, ascending.");
   advertiseMethod(this, &HBMemory::changes);
 
+  functionName("changesPart", kName,
+               "The same in parts, for readers that must not hold more. Each part is read at one "
+               "instant; what changes behind it comes with the next batch.");
+  addParam("subscription", "From subscribe. An unknown one is refused (invalid_argument).");
+  addParam("mostBytes",
+           "What a part may take of memory, from 1 on (invalid_argument). It holds one key at "
+           "least; a value that is larger alone comes as the invalid value.");
+  setReturn("part", "Keys and values, ascending, and whether the batch goes on.");
+  advertiseMethod(this, &HBMemory::changesPart);
+
   functionName("unsubscribe", kName,
                "Ends a subscription. When it returns, its wake does not run and will not. Unknown "
                "ones are ignored. Not from inside a wake.");
@@ -151,6 +161,10 @@ int HBMemory::subscribe(const std::string& pattern, const std::function<void()>&
 }
 
 std::vector<MemoryItem> HBMemory::changes(int subscription) { return fStore.changes(subscription); }
+
+MemoryChanges HBMemory::changesPart(int subscription, int mostBytes) {
+  return fStore.changesPart(subscription, mostBytes);
+}
 
 void HBMemory::unsubscribe(int subscription) { fStore.unsubscribe(subscription); }
 

@@ -28,6 +28,7 @@ class HBMemory : public HBModule {
   void writeFloats(const std::vector<int>& handles, const std::vector<float>& values);
   int subscribe(const std::string& pattern, const std::function<void()>& wake);
   std::vector<MemoryItem> changes(int subscription);
+  MemoryChanges changesPart(int subscription, int mostBytes);
   void unsubscribe(int subscription);
 
  private:

@@ -132,8 +132,8 @@ Store::Wakes Store::xInsert(std::vector<Item>& items) {
   const auto fresh = std::count_if(items.begin(), items.end(),
                                    [](const Item& item) { return item.place == kNowhere; });
   if (fKeys.size() + static_cast<std::size_t>(fresh) > kMaxKeys) {
-    throw std::runtime_error("HBMemory: no room for more than " + std::to_string(kMaxKeys) +
-                             " keys");
+    throw std::length_error("HBMemory: no room for more than " + std::to_string(kMaxKeys) +
+                            " keys");
   }
   ++fVersion;
   if (std::all_of(items.begin(), items.end(), isFloatWrite)) {

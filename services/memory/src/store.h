@@ -52,6 +52,7 @@ class Store {
 
   int subscribe(const std::string& pattern, const std::function<void()>& wake);
   std::vector<MemoryItem> changes(int subscription);
+  MemoryChanges changesPart(int subscription, int mostBytes);
   void unsubscribe(int subscription);
 
  private:
@@ -60,6 +61,12 @@ class Store {
   using Place = std::size_t;                                 // of a key; its handle, too
   static constexpr Place kNowhere = static_cast<Place>(-1);
 
+  /// The keys up to one (to the last, if null) were read at that version. Batches come in parts,
+  /// and values change between them: one version for all would lose changes, or tell them twice.
+  struct Seen {
+    const std::string* upTo;  // stands for ever
+    std::uint64_t version;
+  };
   struct Subscription {
     explicit Subscription(KeyPattern wanted) : pattern(std::move(wanted)) {}
     const KeyPattern pattern;
@@ -67,9 +74,9 @@ class Store {
     std::vector<Place> places;          // that match
     std::vector<std::uint8_t> isMatch;  // by place
     bool isSorted = true;               // `places` by key
-    bool isFirst = true;
     bool isDirty = false;
-    std::uint64_t seen = 0;
+    std::vector<Seen> seen{{nullptr, 0}};  // by the last whole batch, in the keys' order
+    std::vector<Seen> reading;             // by the batch that is being read, so far
     // Guarded by its own mutex, which is held while `wake` runs.
     std::mutex wakeMutex;
     std::function<void()> wake;
@@ -98,6 +105,10 @@ class Store {
   Wakes xCollectWakes(std::span<const int> written);
   static void xWake(const Wakes& wakes);
   static std::vector<MemoryItem> xItems(std::vector<Read> reads);
+  SubscriptionPtr xSubscription(const char* method, int number) const;
+  void xSort(Subscription& subscription) const;
+  std::size_t xBytes(Place place) const;
+  MemoryChanges xChanges(const char* method, int number, std::size_t mostBytes);
 
   std::atomic<float>& xFloat(Place place) const {
     return (*fChunks[place / kChunkSize])[place % kChunkSize];

@@ -1,7 +1,10 @@
 // How a Store is read many values at a time: lists, snapshots and subscriptions.
 #include <algorithm>
 #include <exception>
+#include <iterator>
+#include <limits>
 #include <stdexcept>
+#include <utility>
 
 #include "framework/xo/log.h"
 #include "services/memory/src/store.h"
@@ -10,6 +13,23 @@ namespace HB {
 namespace {
 
 const xo::log::Category kLog("HBMemory");
+
+/// What a value takes besides itself.
+std::size_t bytesBehind(const HBValue& value) {
+  switch (value.getType()) {
+    case HBValue::TypeString:
+      return value.toString().size();
+    case HBValue::TypeBinary:
+      return value.toBinary().bytes.size();
+    case HBValue::TypeList: {
+      std::size_t bytes = 0;
+      for (const HBValue& element : value.toList()) bytes += sizeof(element) + bytesBehind(element);
+      return bytes;
+    }
+    default:
+      return 0;
+  }
+}
 
 }  // namespace
 
@@ -63,31 +83,71 @@ int Store::subscribe(const std::string& pattern, const std::function<void()>& wa
   return fNextSubscription++;
 }
 
-std::vector<MemoryItem> Store::changes(int number) {
+Store::SubscriptionPtr Store::xSubscription(const char* method, int number) const {
+  const auto found = fSubscriptions.find(number);
+  if (found != fSubscriptions.end()) return found->second;
+  throw std::invalid_argument(std::string("HBMemory: ") + method + ": there is no subscription " +
+                              std::to_string(number));
+}
+
+void Store::xSort(Subscription& subscription) const {
+  if (subscription.isSorted) return;
+  std::sort(subscription.places.begin(), subscription.places.end(),
+            [this](Place a, Place b) { return *fKeys[a] < *fKeys[b]; });
+  subscription.isSorted = true;
+}
+
+std::size_t Store::xBytes(Place place) const {
+  return sizeof(MemoryItem) + fKeys[place]->size() +
+         (fIsOther[place] ? bytesBehind(fOthers.at(place)) : 0);
+}
+
+MemoryChanges Store::xChanges(const char* method, int number, std::size_t mostBytes) {
   std::vector<Read> reads;
+  bool isMore = false;
   {
     const std::lock_guard change(fChange);
-    const auto found = fSubscriptions.find(number);
-    if (found == fSubscriptions.end()) {
-      throw std::invalid_argument("HBMemory: changes: there is no subscription " +
-                                  std::to_string(number));
+    const SubscriptionPtr subscription = xSubscription(method, number);
+    xSort(*subscription);
+    const auto& places = subscription->places;
+    auto& reading = subscription->reading;
+    auto next = places.begin();
+    if (reading.empty()) {
+      subscription->isDirty = false;
+    } else {
+      next = std::upper_bound(
+          next, places.end(), *reading.back().upTo,
+          [this](const std::string& key, Place place) { return key < *fKeys[place]; });
     }
-    Subscription& subscription = *found->second;
-    if (!subscription.isSorted) {
-      std::sort(subscription.places.begin(), subscription.places.end(),
-                [this](Place a, Place b) { return *fKeys[a] < *fKeys[b]; });
-      subscription.isSorted = true;
+    auto seen = subscription->seen.cbegin();
+    std::size_t total = 0;
+    for (; next != places.end(); ++next) {
+      const std::string* const key = fKeys[*next];
+      while (seen->upTo != nullptr && *seen->upTo < *key) ++seen;
+      if (fVersions[*next] <= seen->version) continue;
+      const std::size_t bytes = xBytes(*next);
+      const bool isTooLarge = bytes > mostBytes;
+      total += isTooLarge ? sizeof(MemoryItem) + key->size() : bytes;
+      isMore = total > mostBytes && !reads.empty();
+      if (isMore) break;
+      reads.push_back({key, isTooLarge ? HBValue() : xGet(*next)});
     }
-    for (const Place place : subscription.places) {
-      if (subscription.isFirst || fVersions[place] > subscription.seen) {
-        reads.push_back({fKeys[place], xGet(place)});
-      }
-    }
-    subscription.isFirst = false;
-    subscription.isDirty = false;
-    subscription.seen = fVersion;
+    reading.push_back({isMore ? fKeys[*std::prev(next)] : nullptr, fVersion});
+    if (!isMore) subscription->seen = std::exchange(reading, {});
   }
-  return xItems(std::move(reads));
+  return {xItems(std::move(reads)), isMore};
+}
+
+std::vector<MemoryItem> Store::changes(int number) {
+  return xChanges("changes", number, std::numeric_limits<std::size_t>::max()).items;
+}
+
+MemoryChanges Store::changesPart(int number, int mostBytes) {
+  if (mostBytes < 1) {
+    throw std::invalid_argument("HBMemory: changesPart: mostBytes is " + std::to_string(mostBytes) +
+                                "; it must be 1 or more");
+  }
+  return xChanges("changesPart", number, static_cast<std::size_t>(mostBytes));
 }
 
 void Store::unsubscribe(int number) {

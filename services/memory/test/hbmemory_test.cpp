@@ -51,6 +51,15 @@ TEST_F(HBMemoryService, AnswersEveryOperationOfItsProxy) {
   EXPECT_EQ(wakes, 1);
 }
 
+TEST_F(HBMemoryService, HandsOverABatchInParts) {
+  proxy().insertDataBatch({"x/a", "x/b"}, {std::string(300, 'a'), std::string(300, 'b')});
+  const int id = proxy().subscribe("x/*", [] {});
+  const MemoryChanges first = proxy().changesPart(id, 500);
+  EXPECT_THAT(first.items, ElementsAre(Pair("x/a", HBValue(std::string(300, 'a')))));
+  EXPECT_TRUE(first.isMore);
+  EXPECT_FALSE(proxy().changesPart(id, 500).isMore);
+}
+
 TEST_F(HBMemoryService, ConvertsNothingOnTheWayToAnUntypedValue) {
   callByValue("insertData", {"key", 7});
   EXPECT_EQ(callByValue("getData", {"key"}), HBValue(7));
@@ -75,7 +84,7 @@ TEST_F(HBMemoryService, PassesRefusalsThrough) {
 
 TEST_F(HBMemoryService, DocumentsEveryMethodAndEveryArgument) {
   const xo::ObjectInfo info = proxy().object().describe();
-  EXPECT_EQ(info.methods.size(), 10u);
+  EXPECT_EQ(info.methods.size(), 11u);
   EXPECT_FALSE(info.description.empty());
   for (const xo::MethodInfo& method : info.methods) {
     EXPECT_FALSE(method.doc.description.empty()) << method.doc.name;

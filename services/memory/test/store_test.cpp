@@ -157,7 +157,7 @@ TEST(Store, RefusesMoreKeysThanItMayHold) {
   Store store;
   std::vector<std::string> keys(static_cast<std::size_t>(Store::kMaxKeys) + 1);
   for (std::size_t i = 0; i < keys.size(); ++i) keys[i] = std::to_string(i);
-  EXPECT_THROW(store.floatHandles(keys), std::runtime_error);
+  EXPECT_THROW(store.floatHandles(keys), std::length_error);
   EXPECT_TRUE(store.keys("").empty());
 }
 
