@@ -4,6 +4,10 @@ import { habits, ratios } from "./settings.js";
 import { clockText, durationText } from "./value.js";
 
 const LAST_CALLS = 12;
+const READS = /^(get|list|modules$)/;
+
+/** What pages ask for their own picture is no news. */
+const isOfPages = (call) => call.client.startsWith("page") && READS.test(call.method) && !call.error;
 
 export class Condition {
   /** @param {HTMLElement} root @param {any} app */
@@ -19,7 +23,7 @@ export class Condition {
       el("h3", { text: "Intensity ratios, as asked by clients" }), this.ratios,
       el("h3", { text: "Modules" }), this.modules,
       el("h3", { text: "Last calls" }),
-      el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Last calls" }, el("table", {},
+      el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Last calls" }, el("table", { class: "wordy" },
         el("thead", {}, el("tr", {}, ...["Call", "by", "at"].map((text) => el("th", { scope: "col", text })))), this.calls)));
   }
 
@@ -41,10 +45,10 @@ export class Condition {
     const all = ratios(app.model, state.latest).map(({ name, ratio, why }) => [name, `${ratio} (${why})`]);
     list(this.ratios, all.length > 0 ? all : [["All LEDs", "1"]]);
     this.modules.textContent = state.modules.join(", ") || "none";
-    const latest = [...state.latest].sort((a, b) => b.when - a.when).slice(0, LAST_CALLS);
+    const latest = state.latest.filter((call) => !isOfPages(call)).sort((a, b) => b.when - a.when).slice(0, LAST_CALLS);
     fill(this.calls, ...latest.map((call) => el("tr", {},
       el("th", { scope: "row" }, `${call.service}.${call.method} ${call.args}`, call.error ? el("span", { class: "error", text: `\n${call.error}` }) : null),
-      el("td", { text: call.client }), el("td", { text: clockText(call.when) }))));
+      el("td", { text: call.client }), el("td", { class: "time", text: clockText(call.when) }))));
   }
 }
 

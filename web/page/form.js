@@ -64,7 +64,7 @@ export class Form {
   xRead({ field, type, input, wrong }) {
     try {
       const argument = readField(field, type, input.type === "checkbox" ? String(input.checked) : input.value);
-      mark(input, wrong, "");
+      mark(input, wrong, "", input === this.blamed);
       return argument;
     } catch (error) {
       mark(input, wrong, error.message);
@@ -81,7 +81,7 @@ export class Form {
     const { input, extras } = inputFor(field, first, id, name, this.robot.names);
     input.setAttribute("aria-describedby", `${hintId} ${wrongId}`);
     const inputs = [input, ...extras];
-    for (const one of inputs) one.addEventListener("input", () => this.refresh());
+    for (const one of inputs) one.addEventListener("input", () => this.xChanged());
     const wrong = el("p", { class: "error", id: wrongId });
     const element = el("div", { class: "field" },
       el("label", { for: id }, name, " ", el("span", { class: "type", text: typeText(type, field) })),
@@ -90,11 +90,17 @@ export class Form {
     return { field, type, name, input, inputs, wrong, element };
   }
 
+  xChanged() {
+    this.blamed = undefined;
+    setText(this.error, "");
+    this.refresh();
+  }
+
   async xSubmit(event) {
     event.preventDefault();
     const args = this.refresh();
     if (!args || this.play.disabled) return;
-    setText(this.error, "");
+    this.xChanged();
     setText(this.outcome, "");
     const begun = performance.now();
     try {
@@ -115,13 +121,14 @@ export class Form {
     const words = text.toLowerCase();
     const quoted = this.fields.find((_, i) => args[i].shell.length > 1 && words.includes(args[i].shell.toLowerCase()));
     const named = this.fields.find(({ name }) => words.includes(name.toLowerCase()));
-    (quoted ?? named)?.input.setAttribute("aria-invalid", "true");
+    this.blamed = (quoted ?? named)?.input;
+    this.refresh();
   }
 }
 
-function mark(input, wrong, text) {
+function mark(input, wrong, text, isBlamed = false) {
   setText(wrong, text);
-  if (text) input.setAttribute("aria-invalid", "true");
+  if (text || isBlamed) input.setAttribute("aria-invalid", "true");
   else input.removeAttribute("aria-invalid");
 }
 

@@ -3,7 +3,8 @@
 
 /**
  * @typedef {{left: number, top: number, right: number, bottom: number}} Box
- * @typedef {{led: number, path: string, x: number, y: number, size: number, box: Box, area: number}} Place
+ * @typedef {{led: number, path: string, x: number, y: number, size: number, wide: number, high: number, turn: number,
+ *            box: Box, area: number}} Place `turn` in radians, clockwise as a screen shows it
  */
 
 const CELL = 14; // mm, of an LED that has no position
@@ -37,7 +38,7 @@ export function placeLeds(leds) {
     return cluster.map((led) => place(led, led.x, -led.y, area, ring));
   });
   const unseen = leds.filter((led) => led.x === undefined);
-  const columns = Math.max(1, Math.ceil(Math.sqrt(unseen.length * 6)));
+  const columns = Math.ceil(Math.sqrt(unseen.length * (seen.length > 0 ? 7 : 1.3))) || 1;
   const rows = unseen.map((led, i) => {
     const scale = Math.min(1, (CELL - 4) / Math.max(led.width, led.height, 1));
     const small = { ...led, angle: 0, width: led.width * scale, height: led.height * scale };
@@ -92,7 +93,9 @@ function place(led, x, y, area, ring) {
   const size = Math.max(led.width, led.height, 0.5);
   const path = ring ? arcPath(led, ring) : led.shape === "circle" ? circlePath(x, y, size / 2) : barPath(led, x, y);
   const reach = ring ? size / 2 : Math.hypot(led.width, led.height) / 2 || 0.25;
-  return { led: led.index, path, x, y, size, area, box: { left: x - reach, top: y - reach, right: x + reach, bottom: y + reach } };
+  const turn = ring ? 0 : (-led.angle * Math.PI) / 180;
+  const [wide, high] = ring ? [size, size] : [led.width, led.height];
+  return { led: led.index, path, x, y, size, wide, high, turn, area, box: { left: x - reach, top: y - reach, right: x + reach, bottom: y + reach } };
 }
 
 const n = (number) => String(Math.round(number * 100) / 100);

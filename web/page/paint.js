@@ -3,7 +3,7 @@
 import { toScreen } from "./color.js";
 
 const DARK = 0.004; // light below this is off
-const REACH = 2.4; // of an LED's size: how far its glow goes
+const REACH = 1.9; // of an LED's size: how far beyond it its glow goes
 const MOST_PATCHES = 60;
 
 /** Of each part: lit from above, in the shade, its edge. */
@@ -47,7 +47,7 @@ export class Painter {
     this.lenses = shapes.filter(({ kind }) => kind === "lens");
     for (const view of this.views) {
       this.xEnter(context, view);
-      if (view.name !== "rows") for (const shape of shapes) paintShape(context, shape, view);
+      for (const shape of view.name === "rows" ? [plateUnder(view)] : shapes) paintShape(context, shape, view);
       for (const lamp of view.lamps) paintGlass(context, lamp);
       context.restore();
     }
@@ -118,16 +118,23 @@ export class Painter {
   }
 }
 
+/** What LEDs without a position are mounted on. */
+const plateUnder = ({ box }) => ({
+  kind: "limb", path: `M${box.left} ${box.top}H${box.right}V${box.bottom}H${box.left}Z`,
+});
+
 const touches = (a, b) => a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
 
 /** An LED as one view shows it; `reach` in pixels of the page. */
 function lampOf(place, view) {
-  const glow = REACH * place.size + 2;
+  const { wide, high, turn } = place;
+  const spread = REACH * Math.min(Math.max(wide, high), 1.2 * Math.min(wide, high) + 0.12 * Math.max(wide, high)) + 2;
+  const glow = { across: wide / 2 + spread, along: high / 2 + spread, turn };
   const x = view.left + (place.x - view.box.left) * view.scale;
   const y = view.top + (place.y - view.box.top) * view.scale;
-  const by = glow * view.scale + 1;
+  const by = Math.max(glow.across, glow.along) * view.scale + 1;
   // Many together light what is around them together.
-  const strength = 1.15 / Math.sqrt(Math.max(1, view.places.filter(({ area }) => area === place.area).length * 0.45));
+  const strength = Math.min(1, 1.7 / Math.sqrt(view.places.filter(({ area }) => area === place.area).length));
   return { ...place, shape: new Path2D(place.path), glow, strength, reach: { left: x - by, top: y - by, right: x + by, bottom: y + by } };
 }
 
@@ -167,14 +174,18 @@ function roundness(context, left, right) {
   return shade;
 }
 
-/** An LED that is off. */
-function paintGlass(context, { shape, size }) {
-  context.fillStyle = "#05070a";
+/** An LED that is off: dark glass with a glint. */
+function paintGlass(context, { shape, x, y, size }) {
+  context.fillStyle = "#0b0f14";
   context.fill(shape);
-  context.fillStyle = "rgb(150 175 205 / 0.10)";
+  const glint = context.createRadialGradient(x - 0.14 * size, y - 0.2 * size, 0, x, y, 0.62 * size);
+  glint.addColorStop(0, "rgb(176 200 230 / 0.3)");
+  glint.addColorStop(0.55, "rgb(150 175 205 / 0.1)");
+  glint.addColorStop(1, "rgb(150 175 205 / 0.04)");
+  context.fillStyle = glint;
   context.fill(shape);
-  context.strokeStyle = "rgb(160 180 205 / 0.28)";
-  context.lineWidth = Math.max(0.25, size * 0.035);
+  context.strokeStyle = "rgb(160 180 205 / 0.3)";
+  context.lineWidth = Math.min(Math.max(0.25, size * 0.035), 0.8);
   context.stroke(shape);
 }
 
@@ -183,14 +194,16 @@ const screen = (light, led) => [toScreen(light[3 * led]), toScreen(light[3 * led
 /** Its light on what is around it. */
 function paintGlow(context, { x, y, glow, led, strength: share }, light) {
   const color = screen(light, led).join(" ");
-  const strength = Math.min(1, share) * Math.max(light[3 * led], light[3 * led + 1], light[3 * led + 2]) ** 0.5;
-  const shade = context.createRadialGradient(x, y, 0, x, y, glow);
-  shade.addColorStop(0, `rgb(${color} / ${0.36 * strength})`);
-  shade.addColorStop(0.3, `rgb(${color} / ${0.17 * strength})`);
-  shade.addColorStop(0.62, `rgb(${color} / ${0.05 * strength})`);
-  shade.addColorStop(1, `rgb(${color} / 0)`);
+  const strength = share * Math.max(light[3 * led], light[3 * led + 1], light[3 * led + 2]) ** 0.5;
+  const shade = context.createRadialGradient(0, 0, 0, 0, 0, 1);
+  for (const [at, alpha] of [[0, 0.36], [0.3, 0.17], [0.62, 0.05], [1, 0]]) shade.addColorStop(at, `rgb(${color} / ${alpha * strength})`);
+  context.save();
+  context.translate(x, y);
+  context.rotate(glow.turn);
+  context.scale(glow.across, glow.along);
   context.fillStyle = shade;
-  context.fillRect(x - glow, y - glow, 2 * glow, 2 * glow);
+  context.fillRect(-1, -1, 2, 2);
+  context.restore();
 }
 
 /** The LED itself, its middle a little whiter. */

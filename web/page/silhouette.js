@@ -6,7 +6,8 @@ import { boxAround, heightOf, padded, widthOf } from "./layout.js";
  * @typedef {{kind: "floor"|"limb"|"trunk"|"ear"|"head"|"glass"|"socket"|"lens", path: string, thick?: number,
  *            box?: import("./layout.js").Box}} Shape back to front; one with `thick` is a line of that thickness, one
  * with a box is lit as a body of that size
- * @typedef {{shapes: Shape[], body: import("./layout.js").Box, closeUp?: import("./layout.js").Box}} Body
+ * @typedef {{shapes: Shape[], body: import("./layout.js").Box, closeUp?: import("./layout.js").Box,
+ *            shoulders?: import("./layout.js").Box}} Body
  */
 
 const MANY = 4; // LEDs that are worth a closer look
@@ -14,6 +15,7 @@ const MANY = 4; // LEDs that are worth a closer look
 /** @param {import("./layout.js").Place[]} places @param {import("./layout.js").Ring[]} rings @returns {Body} */
 export function bodyAround(places, rings) {
   const bands = bandsOf(places);
+  if (bands.length === 1 && rings.length === 0 && places.length > MANY) return plateAround(places);
   const head = headAround(bands[0], rings);
   if (bands.length === 1) {
     return { shapes: [...head.shapes, ...sockets(rings, head)], body: head.box };
@@ -27,7 +29,14 @@ export function bodyAround(places, rings) {
   if (most.length < MANY) return { shapes, body };
   const near = most === bands[0] ? head.box : boxAround(most.map((place) => place.box));
   const closeUp = padded(near, Math.max(widthOf(near), heightOf(near)) * 0.05);
-  return { shapes, body, closeUp };
+  return { shapes, body, closeUp, shoulders: trunk.shoulders };
+}
+
+/** A plain plate: many LEDs that make nothing out. */
+function plateAround(places) {
+  const all = boxAround(places.map((place) => place.box));
+  const box = padded(all, 0.06 * Math.max(widthOf(all), heightOf(all)) + 2);
+  return { shapes: [{ kind: "head", path: roundedPath(box, 0.1 * Math.min(widthOf(box), heightOf(box))), box }], body: box };
 }
 
 /** LEDs in bands from top to bottom, with gaps between them. */
@@ -130,7 +139,7 @@ function trunkUnder(head, bands, ground) {
   const box = { left: x - half, right: x + half, top: shoulder, bottom: hip };
   shapes.push({ kind: "trunk", path: feet ? torsoPath(x, half, shoulder, hip) : gownPath(x, half, shoulder, ground), box });
   const arm = half * 1.62;
-  return { shapes, box: { left: x - arm, right: x + arm, top: shoulder, bottom: ground + 0.1 * half } };
+  return { shapes, shoulders: padded(box, 0.2 * half), box: { left: x - arm, right: x + arm, top: shoulder, bottom: ground + 0.1 * half } };
 }
 
 /** The boxes of two feet, when the lowest band is a pair near the ground. */
@@ -204,8 +213,8 @@ function torsoPath(x, half, top, bottom) {
 }
 
 /** Shoulders, a waist, and a wide foot: for robots whose LEDs tell of no feet. Across in halves, down in heights. */
-const GOWN = [[0.5, 0], [1, 0], [1.1, 0.03], [1.06, 0.13], [1, 0.3], [0.56, 0.34], [0.56, 0.55], [0.56, 0.72], [0.86, 0.78], [0.9, 0.93],
-  [0.92, 1], [0.7, 1]];
+const GOWN = [[0.45, 0], [0.95, 0], [1.1, 0.03], [1.06, 0.13], [1, 0.3], [0.64, 0.32], [0.62, 0.5], [0.6, 0.66], [0.82, 0.72], [0.84, 0.93],
+  [0.85, 1], [0.6, 1]];
 
 function gownPath(x, half, top, bottom) {
   const edge = (side) => GOWN.map(([across, down]) => p(x + side * across * half, top + down * (bottom - top)));

@@ -30,9 +30,15 @@ export function arrange(scene, width, height) {
   const whole = padded(scene.body, Math.max(widthOf(scene.body), heightOf(scene.body)) * 0.03);
   if (!scene.closeUp) return [fit("whole", whole, room, scene.placed, 9, scene.body), ...views];
   const [far, close] = split(room, widthOf(whole) / heightOf(whole));
-  const box = filling(scene.closeUp, close, whole);
+  const box = filling(withShoulders(scene), close, whole);
   const near = scene.placed.filter((place) => isInside(place, box));
   return [fit("whole", whole, far, scene.placed, 9, scene.body), fit("close", box, close, near, 9, scene.body), ...views];
+}
+
+/** The closer look, wide enough for the shoulders unless that makes it much less close. */
+function withShoulders({ closeUp, shoulders }) {
+  if (!shoulders || widthOf(shoulders) > 1.45 * widthOf(closeUp)) return closeUp;
+  return { ...closeUp, left: Math.min(closeUp.left, shoulders.left), right: Math.max(closeUp.right, shoulders.right) };
 }
 
 /** The box made higher, to show more of the body where the room is higher than it needs. */
