@@ -92,7 +92,7 @@ function ringOf(leds, area) {
 function place(led, x, y, area, ring) {
   const size = Math.max(led.width, led.height, 0.5);
   const path = ring ? arcPath(led, ring) : led.shape === "circle" ? circlePath(x, y, size / 2) : barPath(led, x, y);
-  const reach = ring ? size / 2 : Math.hypot(led.width, led.height) / 2 || 0.25;
+  const reach = ring || led.shape === "circle" ? size / 2 : Math.hypot(led.width, led.height) / 2 || 0.25;
   const turn = ring ? 0 : (-led.angle * Math.PI) / 180;
   const [wide, high] = ring ? [size, size] : [led.width, led.height];
   return { led: led.index, path, x, y, size, wide, high, turn, area, box: { left: x - reach, top: y - reach, right: x + reach, bottom: y + reach } };
