@@ -109,13 +109,15 @@ void requireShort(const std::string& name, std::size_t bytes, const char* what) 
   if (name.size() > bytes) refuseSize(what, name.size(), "bytes", bytes);
 }
 
-Access::Access(std::shared_ptr<xo::Session> session, Limits limits, std::vector<Quota> quotas)
+Access::Access(std::shared_ptr<xo::Session> session, Limits limits, std::vector<Quota> quotas,
+               std::vector<Reading> readings)
     : fSession(std::move(session)),
       fLimits(limits),
       fFutures("futures waited for", fLimits.futuresPerClient, fLimits.futuresInAll),
       fWatches("watches", fLimits.watchesPerClient, fLimits.watchesInAll),
       fLends("lent services", fLimits.lendsPerClient, fLimits.lendsInAll),
       fQuotas(std::move(quotas)),
+      fReadings(std::move(readings)),
       fHistory(kHistory) {
   fRunning.reserve(fLimits.mostCalls());
 }
@@ -161,33 +163,59 @@ void Access::requirePlaceLocked(const Ticket& ticket) const {
 std::uint64_t Access::begin(Ticket ticket) {
   std::scoped_lock lock(fMutex);
   requirePlaceLocked(ticket);
-  ticket.id = fNextId++;
+  do {
+    ticket.id = fNextId;
+    fNextId = fNextId == kLargestId ? 1 : fNextId + 1;
+  } while (std::ranges::find(fRunning, ticket.id, &Ticket::id) != fRunning.end());
   fRunning.push_back(ticket);
   return ticket.id;
 }
 
-void Access::end(std::uint64_t id, const Outcome& outcome) {
-  const auto now = std::chrono::steady_clock::now();
-  const auto wallNow = std::chrono::system_clock::now();
-  std::scoped_lock lock(fMutex);
+Access::Ticket Access::takeOffLocked(std::uint64_t id) {
   const auto found = std::ranges::find(fRunning, id, &Ticket::id);
   const Ticket ticket = *found;
   *found = fRunning.back();
   fRunning.pop_back();
+  return ticket;
+}
 
-  CallRecord& record = fHistory[fRecorded++ % kHistory];  // reuses the strings that stand there
-  record.id = id;
-  record.client = *ticket.client;
-  record.service = *ticket.service;
-  record.method = *ticket.method;
-  record.duration = std::chrono::duration_cast<std::chrono::microseconds>(now - ticket.since);
-  record.when = wallNow - record.duration;
-  record.error.assign(outcome.errorText, 0, kErrorBytesKept);
+void Access::end(const Ticket& ticket, const Outcome& outcome) {
+  if (ticket.isReading && !outcome.hasFailed()) {
+    std::scoped_lock lock(fMutex);
+    takeOffLocked(ticket.id);
+    return;
+  }
+  const auto now = std::chrono::steady_clock::now();
+  const auto wallNow = std::chrono::system_clock::now();
+  const std::string args = argsText(ticket.args);
+  const std::string kind = Latest::kindOf(*ticket.service, *ticket.method, ticket.args);
+  const auto duration = std::chrono::duration_cast<std::chrono::microseconds>(now - ticket.since);
+  const auto write = [&](CallRecord& record) {  // reuses the strings that stand there
+    record.id = ticket.id;
+    record.client = *ticket.client;
+    record.service = *ticket.service;
+    record.method = *ticket.method;
+    record.args = args;
+    record.duration = duration;
+    record.when = wallNow - duration;
+    record.error.assign(outcome.errorText, 0, kErrorBytesKept);
+  };
+  std::scoped_lock lock(fMutex);
+  takeOffLocked(ticket.id);
+  write(fHistory[fRecorded++ % kHistory]);
+  if (!outcome.hasFailed()) write(fLatest.note(kind));
+}
+
+bool Access::isReading(const std::string& service, const std::string& method) const {
+  return std::ranges::any_of(fReadings, [&](const Reading& reading) {
+    return reading.method == method && reading.service == service;
+  });
 }
 
 Outcome Access::call(const Client& client, const std::string& service, const std::string& method,
                      std::span<const HB::HBValue> args, xo::StopFlag* stop) {
-  if (client.role != Role::kOperator) requireOperator(client, "Calling methods");
+  const bool isOnlyReading = isReading(service, method);
+  if (client.role != Role::kOperator && !isOnlyReading) requireOperator(client, "Calling methods");
   requireShort(method, fLimits.nameBytes, "A method's name");
   requireWithinLimits(args, fLimits);
   const xo::Object object = requireService(service);
@@ -195,18 +223,19 @@ Outcome Access::call(const Client& client, const std::string& service, const std
 
   xo::StopFlag ownStop;
   if (stop == nullptr) stop = &ownStop;
-  const std::uint64_t id =
-      begin({0, &client, &service, &method, stop, std::chrono::steady_clock::now()});
+  Ticket ticket{0,    &client, &service, &method, args,
+                stop, std::chrono::steady_clock::now(), isOnlyReading};
+  ticket.id = begin(ticket);
   Outcome outcome;
   try {
-    xo::CallScope scope(nullptr, stop);
+    xo::CallScope scope(nullptr, stop, ticket.id);
     xo::CallResult result = object.callDynamic(method, args);
     outcome.value = std::move(result.value);
     outcome.future = std::move(result.future);
   } catch (...) {
     outcome = failure(xo::copyCurrentException());
   }
-  end(id, outcome);
+  end(ticket, outcome);
   if (!outcome.hasFailed()) use.succeed();
   return outcome;
 }
@@ -237,10 +266,6 @@ bool Access::cancel(std::uint64_t id) {
   return raiseWhere([id](const Ticket& ticket) { return ticket.id == id; });
 }
 
-void Access::cancelAllOf(const Client& client) {
-  raiseWhere([&](const Ticket& ticket) { return *ticket.client == client; });
-}
-
 void Access::cancelAllBy(const std::string& transport) {
   raiseWhere([&](const Ticket& ticket) { return ticket.client->transport == transport; });
 }
@@ -264,6 +289,49 @@ std::vector<CallRecord> Access::history() const {
     records.push_back(fHistory[i % kHistory]);
   }
   return records;
+}
+
+std::vector<CallRecord> Access::latest() const {
+  std::vector<CallRecord> records;
+  std::scoped_lock lock(fMutex);
+  records.reserve(fLatest.size());
+  fLatest.forEach([&](const CallRecord& record) { records.push_back(record); });
+  return records;
+}
+
+CallRecord Access::recordOf(const Ticket& running) {
+  using std::chrono::duration_cast;
+  using std::chrono::microseconds;
+  CallRecord record;
+  record.id = running.id;
+  record.client = *running.client;
+  record.service = *running.service;
+  record.method = *running.method;
+  record.args = argsText(running.args);
+  record.duration = duration_cast<microseconds>(std::chrono::steady_clock::now() - running.since);
+  record.when = std::chrono::system_clock::now() - record.duration;
+  return record;
+}
+
+std::vector<std::optional<CallRecord>> Access::find(std::span<const std::uint64_t> ids) const {
+  std::vector<std::optional<CallRecord>> found(ids.size());
+  std::vector<std::size_t> places(ids.size());
+  for (std::size_t i = 0; i < places.size(); ++i) places[i] = i;
+  const auto idAt = [&](std::size_t place) { return ids[place]; };
+  std::ranges::sort(places, {}, idAt);
+  const auto offer = [&](std::uint64_t id, const auto& makeRecord) {
+    const auto [first, last] = std::ranges::equal_range(places, id, {}, idAt);
+    for (auto place = first; place != last; ++place) {
+      if (!found[*place]) found[*place] = makeRecord();
+    }
+  };
+  std::scoped_lock lock(fMutex);
+  for (const Ticket& ticket : fRunning) offer(ticket.id, [&] { return recordOf(ticket); });
+  fLatest.forEach([&](const CallRecord& record) { offer(record.id, [&] { return record; }); });
+  for (const CallRecord& record : fHistory) {
+    if (record.id != 0) offer(record.id, [&] { return record; });
+  }
+  return found;
 }
 
 std::vector<NamedLimit> Access::listLimits() const {

@@ -13,9 +13,11 @@
 #include <vector>
 
 #include "access/client.h"
+#include "access/latest.h"
 #include "access/limits.h"
 #include "access/places.h"
 #include "access/quotas.h"
+#include "access/record.h"
 #include "access/refused.h"
 #include "framework/hb/hb_memory_proxy.h"
 #include "framework/xo/session.h"
@@ -37,15 +39,11 @@ struct Outcome {
 /// "cancelled".
 Outcome outcomeOf(const xo::Future<HB::HBValue>& finished);
 
-/// One line of the history.
-struct CallRecord {
-  std::uint64_t id = 0;
-  Client client;
+/// A method that only reads: viewers may call it too. A call of it that succeeded is not remembered,
+/// because who looks does so many times a second.
+struct Reading {
   std::string service;
   std::string method;
-  std::chrono::system_clock::time_point when;
-  std::chrono::microseconds duration{0};  ///< until the method returned
-  std::string error;                      ///< the start of its text, "" when it succeeded
 };
 
 /// A call that runs now.
@@ -63,9 +61,12 @@ class Access {
   /// How many calls the history remembers.
   static constexpr std::size_t kHistory = 256;
 
+  /// Call ids go from 1 to this and begin again: they fit the robot's own integers.
+  static constexpr std::uint64_t kLargestId = 2147483647;
+
   /// `session` outlives the last call.
   explicit Access(std::shared_ptr<xo::Session> session, Limits limits = {},
-                  std::vector<Quota> quotas = {});
+                  std::vector<Quota> quotas = {}, std::vector<Reading> readings = {});
   ~Access();
   Access(const Access&) = delete;
   Access& operator=(const Access&) = delete;
@@ -82,7 +83,9 @@ class Access {
   xo::ObjectInfo describe(const std::string& service) const;
 
   /// Calls a method on this thread. What it throws is in the outcome. `stop` asks it to stop, from
-  /// any thread; it may be null and outlives the call. Errors: Refused, before anything was called.
+  /// any thread; it may be null and outlives the call. While it runs, the call's id is the thread's
+  /// `xo::CallScope::currentOrigin`. Viewers may call readings only. Errors: Refused, before
+  /// anything was called.
   Outcome call(const Client& client, const std::string& service, const std::string& method,
                std::span<const HB::HBValue> args, xo::StopFlag* stop = nullptr);
 
@@ -105,14 +108,16 @@ class Access {
   bool cancel(const Client& client, std::uint64_t id);
   /// The same in the robot's own name.
   bool cancel(std::uint64_t id);
-  /// Asks every running call of that client to stop.
-  void cancelAllOf(const Client& client);
   /// Asks every running call that came in by that transport to stop.
   void cancelAllBy(const std::string& transport);
 
   std::vector<RunningCall> running() const;
   /// The last calls, oldest first.
   std::vector<CallRecord> history() const;
+  /// The last successful call of each service, method and first argument, oldest first.
+  std::vector<CallRecord> latest() const;
+  /// The call of each id, as far as it runs or is remembered.
+  std::vector<std::optional<CallRecord>> find(std::span<const std::uint64_t> ids) const;
 
   /// The value of a key of the robot's memory, or the error of reading it. Errors: Refused.
   Outcome readMemory(const std::string& key) const;
@@ -126,13 +131,18 @@ class Access {
     const Client* client;
     const std::string* service;
     const std::string* method;
+    std::span<const HB::HBValue> args;
     xo::StopFlag* stop;
     std::chrono::steady_clock::time_point since;
+    bool isReading;
   };
+  bool isReading(const std::string& service, const std::string& method) const;
   xo::Object requireService(const std::string& service) const;
   std::uint64_t begin(Ticket ticket);
   void requirePlaceLocked(const Ticket& ticket) const;
-  void end(std::uint64_t id, const Outcome& outcome);
+  void end(const Ticket& ticket, const Outcome& outcome);
+  Ticket takeOffLocked(std::uint64_t id);
+  static CallRecord recordOf(const Ticket& running);
   template <class Picks>
   bool raiseWhere(Picks picks);
 
@@ -142,10 +152,12 @@ class Access {
   const Places fWatches;
   const Places fLends;
   Quotas fQuotas;
+  const std::vector<Reading> fReadings;
   mutable std::mutex fMutex;
   std::vector<Ticket> fRunning;
   std::vector<CallRecord> fHistory;  // a ring
   std::size_t fRecorded = 0;         // ever
+  Latest fLatest;
   std::uint64_t fNextId = 1;
 };
 

@@ -35,8 +35,6 @@ class Tokens {
   /// of one length.
   std::optional<Holder> find(std::string_view token) const;
 
-  std::size_t size() const { return fEntries.size(); }
-
  private:
   struct Entry {
     std::string token;

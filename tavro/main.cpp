@@ -11,6 +11,7 @@
 #include "tavro/output_tap.h"
 #include "tavro/robot.h"
 #include "tavro/signal_watcher.h"
+#include "web/server/log_tail.h"
 
 namespace {
 
@@ -18,8 +19,9 @@ constexpr int kEndedBySignal = 130;
 
 int runRobot(const tavro::Options& options) {
   const tavro::LogSink log(options.logLevel);
+  web::LogTail tail(options.logLevel);
   tavro::OutputTap output(std::cout);
-  tavro::Robot robot(options, output);
+  tavro::Robot robot(options, output, tail);
   const tavro::SignalWatcher signals([&robot](int count) {
     if (count > 1) _exit(kEndedBySignal);
     robot.requestStop();

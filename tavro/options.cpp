@@ -12,28 +12,32 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr auto kDefaultPage = "127.0.0.1:5481";
+constexpr auto kNoPage = "none";
+
 constexpr auto kUsage = R"(Starts a robot and serves it until Ctrl-C.
 
 Examples:
-  tavro                                    Vanto, on 127.0.0.1:5480
+  tavro                                    Vanto, on 127.0.0.1:5480; its page: http://127.0.0.1:5481
   tavro --model models/lirae.xml           another robot
-  tavro --listen 127.0.0.1:0               on a free port, printed as "listening grpc=..."
+  tavro --listen 127.0.0.1:0 --page none   on a free port, printed as "listening grpc=...", no page
   tavro --module build/my/libhello.so      with a module of your own, after the robot's
   tavro --without motion                   waits for a motion service that a client lends
   tavro --listen 0.0.0.0:5480 --tls-cert robot.crt --tls-key robot.key --tokens tokens
                                            for other machines too
 
-Clients on this machine need nothing. An address that others reach needs TLS and a file of tokens
-(mode 0600, lines "operator TOKEN" or "viewer TOKEN", a name after it if you like): operators may do
-everything, viewers list, describe, read and watch.
+Clients on this machine need nothing. An address that others reach, the page's too, needs TLS and a
+file of tokens (mode 0600, lines "operator TOKEN" or "viewer TOKEN", a name after it if you like):
+operators may do everything, viewers list, describe, read and watch.
 )";
 
-// The model that stands when none is named: beside an installed program, or in the source tree that
-// the program was built in.
-std::string findDefaultModel(const fs::path& executableFolder) {
-  for (const char* folder : {"../share/tavro/models", "../../models"}) {
-    const fs::path file = (executableFolder / folder / "vanto.xml").lexically_normal();
-    if (fs::exists(file)) return file.string();
+// What comes with the program and was not named: beside an installed one, or in the source tree that
+// it was built in. "" when it is in neither.
+std::string findBeside(const fs::path& executableFolder, const char* installed,
+                       const char* inSources) {
+  for (const char* place : {installed, inSources}) {
+    const fs::path found = (executableFolder / place).lexically_normal();
+    if (fs::exists(found)) return found.string();
   }
   return {};
 }
@@ -43,7 +47,8 @@ CommandLine wrongUsage(const std::string& text) {
 }
 
 void addProtection(CLI::App& app, Options& options) {
-  app.add_option("--tls-cert", options.tlsCertificate, "TLS for --listen: the certificate, as PEM")
+  app.add_option("--tls-cert", options.tlsCertificate,
+                 "TLS for --listen and --page: the certificate, as PEM")
       ->type_name("FILE");
   app.add_option("--tls-key", options.tlsKey, "The certificate's key, as PEM")->type_name("FILE");
   app.add_option("--tokens", options.tokens, "The tokens that let clients in and their roles")
@@ -70,6 +75,7 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments,
                             const std::string& executableFolder) {
   Options options;
   options.listen = remote::kDefaultTcpAddress;
+  options.page = kDefaultPage;
   options.socket = remote::defaultUnixPath();
   options.moduleDirectory =
       (fs::path(executableFolder) / "../lib/tavro").lexically_normal().string();
@@ -80,6 +86,9 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments,
   app.add_option("--model", options.model, "The robot, described in an XML file")
       ->type_name("FILE");
   app.add_option("--listen", options.listen, "Where clients reach it")
+      ->type_name("HOST:PORT")
+      ->capture_default_str();
+  app.add_option("--page", options.page, "Where browsers find its page, or 'none'")
       ->type_name("HOST:PORT")
       ->capture_default_str();
   addProtection(app, options);
@@ -109,7 +118,12 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments,
   } catch (const std::exception& error) {
     return wrongUsage(error.what());
   }
-  if (options.model.empty()) options.model = findDefaultModel(executableFolder);
+  if (options.page == kNoPage) options.page.clear();
+  options.pageFolder = findBeside(executableFolder, "../share/tavro/page", "../../web/page");
+  if (options.model.empty()) {
+    options.model = findBeside(executableFolder, "../share/tavro/models/vanto.xml",
+                               "../../models/vanto.xml");
+  }
   if (options.model.empty()) {
     return wrongUsage("no robot model found beside the program; name one with --model FILE");
   }

@@ -17,7 +17,9 @@ inline constexpr std::array kRobotModules{"memory", "robotmodel", "motion", "led
 struct Options {
   std::string model;
   std::string listen;                // HOST:PORT; port 0 picks a free one
-  std::string tlsCertificate;        // PEM file for TLS on `listen`; "" for none
+  std::string page;                  // HOST:PORT of the page, as `listen`; "" for none
+  std::string pageFolder;            // where the page's files lie; "" when they were not found
+  std::string tlsCertificate;        // PEM file for TLS on both; "" for none
   std::string tlsKey;                // its key
   std::string tokens;                // file of the tokens that let clients in; "" for none
   bool isInsecureAllowed = false;    // other machines may be let in without TLS or tokens

@@ -3,7 +3,10 @@
 #include <algorithm>
 #include <filesystem>
 #include <map>
+#include <stdexcept>
+#include <thread>
 
+#include "remote/client/address.h"
 #include "tavro/log_sink.h"
 
 namespace tavro {
@@ -15,9 +18,25 @@ const xo::log::Category kLog{"tavro"};
 // A group that a client makes stays until the LED service goes.
 const door::Quota kGroups{"HBLeds", "createGroup", 1000, "client-made groups"};
 
+// Ways in that have connections: TCP, the Unix socket, the page.
+constexpr std::size_t kWays = 3;
+
+// What the page looks at to show the robot, so viewers may call it.
+std::vector<door::Reading> readings() {
+  std::vector<door::Reading> all;
+  const auto add = [&](const char* service, std::initializer_list<const char*> methods) {
+    for (const char* method : methods) all.push_back({service, method});
+  };
+  add("HBRobotModel", {"getConfig", "getRobotName", "getPrettyName"});
+  add("HBMotion", {"listLEDs", "getLEDStates", "getLEDOrigins"});
+  add("HBLeds", {"listLEDs", "listLED", "listGroups", "listGroup"});
+  add("HBHost", {"modules"});
+  return all;
+}
+
 door::Limits limitsOfThisMachine() {
   door::Limits limits;
-  limits.connections = remote::affordableConnections(limits.connections, 2);
+  limits.connections = remote::affordableConnections(limits.connections, kWays);
   return limits;
 }
 
@@ -52,23 +71,53 @@ remote::Server::Options serverOptionsOf(const Options& options) {
           .reservedNames = ownServices(options.without)};
 }
 
+std::unique_ptr<web::Server> servePage(door::Access& access, const Options& options,
+                                       web::LogTail& log) {
+  if (options.page.empty()) return nullptr;
+  const auto address = remote::parseAddress(options.page);
+  if (address.kind != remote::Address::Kind::kTcp) {
+    throw std::invalid_argument("Cannot serve the page at " + options.page +
+                                " (--page): browsers reach no Unix socket");
+  }
+  web::Server::Options page;
+  page.name = address.host;
+  page.host = address.host == "localhost" ? "127.0.0.1" : address.host;
+  page.port = address.port;
+  page.isLocal = address.isLocal();
+  page.tlsCertificate = options.tlsCertificate;
+  page.tlsKey = options.tlsKey;
+  page.tokens = options.tokens;
+  page.isInsecureAllowed = options.isInsecureAllowed;
+  page.folder = options.pageFolder;
+  page.connections = remote::affordableConnections(page.connections, kWays);
+  page.softwareVersion = TAVRO_VERSION;
+  page.log = &log;
+  return std::make_unique<web::Server>(access, page);
+}
+
 }  // namespace
 
-Robot::Robot(Options options, OutputTap& output)
+Robot::Robot(Options options, OutputTap& output, web::LogTail& log)
     : fOptions(std::move(options)),
       fSession(std::make_shared<xo::Session>()),
       fBroker(HB::HBBroker::create(fSession, {{"model", fOptions.model}})),
-      fAccess(fSession, limitsOfThisMachine(), {kGroups}),
+      fAccess(fSession, limitsOfThisMachine(), {kGroups}, readings()),
       fServer(fAccess, serverOptionsOf(fOptions)),
+      fPage(servePage(fAccess, fOptions, log)),
       fLoader(fBroker, output) {
   fServer.setModules([this] { return fLoader.modules(); });
+  if (fPage) fPage->setModules([this] { return fLoader.modules(); });
 }
 
-Robot::~Robot() { fServer.setModules(nullptr); }
+Robot::~Robot() {
+  fServer.setModules(nullptr);
+  fPage.reset();
+}
 
 int Robot::run(std::ostream& out, std::ostream& error) {
   out << "listening grpc=" << fServer.tcpAddress();
   if (!fServer.unixPath().empty()) out << " unix=" << fServer.unixPath();
+  if (fPage) out << " page=" << fPage->url();
   out << std::endl;
 
   int status = 0;
@@ -76,16 +125,19 @@ int Robot::run(std::ostream& out, std::ostream& error) {
     const std::string name = xRobotName();
     const HostService hostService(*fSession, fLoader, fOptions.moduleDirectory);
     fServer.setReady(name);
-    out << "ready robot=" << name << std::endl;
+    if (fPage) fPage->setReady(name);
+    out << "ready robot=" << name;
+    if (fPage) out << " page=" << fPage->url();
+    out << std::endl;
     xWaitForStop();
-    fServer.stop(kStopPatience);  // before HBHost goes: it waits for its calls
+    xStopServing();  // before HBHost goes: it waits for its calls
   } else if (const auto failure = fLoader.failure(); !failure.module.empty()) {
     error << "tavro: module " << failure.module << " cannot start: " << printable(failure.text)
           << std::endl;
     status = 1;
   }
   kLog.verbose("Stopping");
-  fServer.stop(kStopPatience);
+  xStopServing();
   fLoader.unloadAll();
   return status;
 }
@@ -95,6 +147,15 @@ void Robot::requestStop() {
   const std::lock_guard lock(fMutex);
   fIsStopRequested = true;
   fStopped.notify_all();
+}
+
+void Robot::xStopServing() {
+  // Both at once: each gives what it runs the whole time.
+  std::thread page([this] {
+    if (fPage) fPage->stop(kStopPatience);
+  });
+  fServer.stop(kStopPatience);
+  page.join();
 }
 
 bool Robot::xLoadModules() {

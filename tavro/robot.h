@@ -2,6 +2,7 @@
 #pragma once
 
 #include <condition_variable>
+#include <memory>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -12,6 +13,8 @@
 #include "tavro/module_loader.h"
 #include "tavro/options.h"
 #include "tavro/output_tap.h"
+#include "web/server/log_tail.h"
+#include "web/server/server.h"
 
 namespace tavro {
 
@@ -19,9 +22,10 @@ namespace tavro {
 /// everything else belongs to one.
 class Robot {
  public:
-  /// Starts to listen. `output` carries what modules print and outlives the robot. Errors:
-  /// `std::invalid_argument` and `std::runtime_error` that name an address that cannot be used.
-  Robot(Options options, OutputTap& output);
+  /// Starts to listen. `output` carries what modules print and outlives the robot, as `log` does,
+  /// which pages see. Errors: `std::invalid_argument` and `std::runtime_error` that name an address
+  /// that cannot be used.
+  Robot(Options options, OutputTap& output, web::LogTail& log);
   ~Robot();
   Robot(const Robot&) = delete;
   Robot& operator=(const Robot&) = delete;
@@ -35,6 +39,7 @@ class Robot {
 
  private:
   bool xLoadModules();
+  void xStopServing();
   std::string xRobotName() const;
   void xWaitForStop();
 
@@ -43,6 +48,7 @@ class Robot {
   const std::shared_ptr<HB::HBBroker> fBroker;
   door::Access fAccess;
   remote::Server fServer;
+  std::unique_ptr<web::Server> fPage;  // none unless it was asked for
   ModuleLoader fLoader;
   std::mutex fMutex;  // guards the flag below
   std::condition_variable fStopped;

@@ -28,7 +28,6 @@ TEST(Tokens, StandForARoleAndPerhapsAName) {
   const auto tokens = Tokens::read(
       "# who may\n\noperator " + kLong + "X\n  viewer\t" + kLong + "Y kitchen-display\r\n",
       "tokens");
-  EXPECT_EQ(tokens.size(), 2u);
   ASSERT_TRUE(tokens.find(kLong + "X"));
   EXPECT_EQ(tokens.find(kLong + "X")->role, Role::kOperator);
   EXPECT_EQ(tokens.find(kLong + "X")->name, "");

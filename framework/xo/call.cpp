@@ -70,10 +70,11 @@ void Ending::removeCallback(int number) {
 void Ending::waitBegins() noexcept { fWaiting.fetch_add(1, std::memory_order_acq_rel); }
 void Ending::waitEnds() noexcept { fWaiting.fetch_sub(1, std::memory_order_acq_rel); }
 
-CallScope::CallScope(Ending* ending, StopFlag* stop) noexcept
+CallScope::CallScope(Ending* ending, StopFlag* stop, std::uint64_t origin) noexcept
     : fOuter(tCurrent),
       fEnding(ending != nullptr || fOuter == nullptr ? ending : fOuter->fEnding),
-      fStop(stop) {
+      fStop(stop),
+      fOrigin(origin != 0 || fOuter == nullptr ? origin : fOuter->fOrigin) {
   tCurrent = this;
 }
 
@@ -91,6 +92,10 @@ CallScope* CallScope::current() noexcept { return tCurrent; }
 
 Ending* CallScope::currentEnding() noexcept {
   return tCurrent == nullptr ? nullptr : tCurrent->fEnding;
+}
+
+std::uint64_t CallScope::currentOrigin() noexcept {
+  return tCurrent == nullptr ? 0 : tCurrent->fOrigin;
 }
 
 int CallScope::id() {

@@ -1,10 +1,11 @@
-// Who is being served on this thread: the running call's id, its stop flag, and the module that
-// owns it. Plain thread-bound records on the stack, linked outwards; making one costs a few
+// Who is being served on this thread: the running call's id, its stop flag, its origin, and the
+// module that owns it. Plain thread-bound records on the stack, linked outwards; making one costs a few
 // instructions.
 #pragma once
 
 #include <atomic>
 #include <condition_variable>
+#include <cstdint>
 #include <functional>
 #include <map>
 #include <mutex>
@@ -65,8 +66,9 @@ class StopFlag {
 class [[nodiscard]] CallScope {
  public:
   /// `ending` and `stop` may be null (the outer scope's then stay in force); both outlive the
-  /// scope.
-  explicit CallScope(Ending* ending, StopFlag* stop = nullptr) noexcept;
+  /// scope. `origin` tells where the call came from, in the words of whoever let it in; 0 is the
+  /// outer scope's.
+  explicit CallScope(Ending* ending, StopFlag* stop = nullptr, std::uint64_t origin = 0) noexcept;
   ~CallScope();
   CallScope(const CallScope&) = delete;
   CallScope& operator=(const CallScope&) = delete;
@@ -75,6 +77,9 @@ class [[nodiscard]] CallScope {
   static CallScope* current() noexcept;
   /// The owner in whose name this thread works, or null.
   static Ending* currentEnding() noexcept;
+  /// The origin of what this thread does; 0 for the process's own doing. Work that a call leaves to
+  /// other threads is of no origin.
+  static std::uint64_t currentOrigin() noexcept;
 
   /// This call's id: positive, unique in the process; drawn at first use, on the call's own thread.
   int id();
@@ -91,6 +96,7 @@ class [[nodiscard]] CallScope {
   CallScope* const fOuter;
   Ending* const fEnding;
   StopFlag* const fStop;
+  const std::uint64_t fOrigin;
   StopFlag fOwnStop;
   int fId = 0;
 };

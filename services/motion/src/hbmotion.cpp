@@ -133,6 +133,15 @@ void HBMotion::xPublish() {
   addMethodExample("python",
                    "asked, now, target, left = proxy.getLEDStates(proxy.listLEDs()[:1])[0]");
   advertiseMethod(this, &HBMotion::getLEDStates);
+
+  functionName("getLEDOrigins", kName, "For which call LEDs were last written.");
+  addParam("keys", "From listLEDs. An unknown one is refused (invalid_argument).");
+  setReturn("calls",
+            "For each key the number of the call from outside the robot for which key frames of "
+            "that LED were last taken over, as the robot's list of calls tells it; 0 when the robot "
+            "did so by itself (a step of a blink), or never.");
+  addMethodExample("python", "call = proxy.getLEDOrigins(proxy.listLEDs()[:1])[0]");
+  advertiseMethod(this, &HBMotion::getLEDOrigins);
 }
 
 void HBMotion::animateLEDs(const std::vector<std::string>& keys,
@@ -161,21 +170,33 @@ void HBMotion::animateLEDs(const std::vector<std::string>& keys,
 
 std::vector<std::string> HBMotion::listLEDs() const { return fKeys.keys(); }
 
-std::vector<std::vector<float>> HBMotion::getLEDStates(const std::vector<std::string>& keys) const {
+std::vector<int> HBMotion::xFindChannels(const std::string& method,
+                                         const std::vector<std::string>& keys) const {
   std::vector<int> channels;
   channels.reserve(keys.size());
   for (std::size_t i = 0; i < keys.size(); ++i) {
     channels.push_back(fKeys.find(keys[i]));
-    if (channels.back() == KeyTable::kUnknown) {
-      refuseKey("getLEDStates", i, keys[i], "no such LED");
-    }
+    if (channels.back() == KeyTable::kUnknown) refuseKey(method, i, keys[i], "no such LED");
   }
+  return channels;
+}
+
+std::vector<std::vector<float>> HBMotion::getLEDStates(const std::vector<std::string>& keys) const {
   std::vector<std::vector<float>> states;
   states.reserve(keys.size());
-  for (const Animator::State& state : fLoop->states(channels)) {
+  for (const Animator::State& state : fLoop->states(xFindChannels("getLEDStates", keys))) {
     states.push_back({state.asked, state.now, state.target, state.secondsLeft});
   }
   return states;
+}
+
+std::vector<int> HBMotion::getLEDOrigins(const std::vector<std::string>& keys) const {
+  std::vector<int> calls;
+  calls.reserve(keys.size());
+  for (const std::uint64_t origin : fLoop->origins(xFindChannels("getLEDOrigins", keys))) {
+    calls.push_back(static_cast<int>(origin));  // as small as whoever numbers calls makes them
+  }
+  return calls;
 }
 
 }  // namespace HB

@@ -28,11 +28,15 @@ class HBMotion : public HBModule {
   std::vector<std::string> listLEDs() const;
   /// [asked, now, target, seconds left] for each key.
   std::vector<std::vector<float>> getLEDStates(const std::vector<std::string>& keys) const;
+  /// The number of the call from outside that each key was last written for; 0 for none.
+  std::vector<int> getLEDOrigins(const std::vector<std::string>& keys) const;
 
  private:
   void xPublish();
   std::vector<std::string> xReadKeys() const;
   std::unique_ptr<MotionLoop> xMakeLoop();
+  std::vector<int> xFindChannels(const std::string& method,
+                                 const std::vector<std::string>& keys) const;
 
   const std::shared_ptr<HBMemoryProxy> fMemory;
   const KeyTable fKeys;

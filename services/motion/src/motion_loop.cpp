@@ -17,7 +17,7 @@ const xo::log::Category kLog("HBMotion");
 
 MotionLoop::MotionLoop(std::vector<float> values, std::vector<std::unique_ptr<LedDriver>> drivers,
                        xo::Ending* ending)
-    : fAnimator(std::move(values)) {
+    : fAnimator(std::move(values)), fOrigins(fAnimator.channels()) {
   for (auto& driver : drivers) fOutputs.push_back({std::move(driver), false});
   xo::clock().threadBegins();
   fThread = std::thread([this, ending] {
@@ -45,7 +45,11 @@ std::optional<std::size_t> MotionLoop::start(std::span<const Move> moves) {
   for (std::size_t i = 0; i < moves.size(); ++i) {
     if (!fAnimator.hasRoom(moves[i].channel, instant, moves[i].times)) return i;
   }
-  for (const Move& move : moves) fAnimator.add(move.channel, instant, move.times, move.values);
+  const std::uint64_t origin = xo::CallScope::currentOrigin();
+  for (const Move& move : moves) {
+    fAnimator.add(move.channel, instant, move.times, move.values);
+    if (!move.times.empty()) fOrigins[static_cast<std::size_t>(move.channel)] = origin;
+  }
   xWrite(fAnimator.takeImmediate());
   const xo::TimePoint tick = xNextTick(now);
   if (tick < fTick) {  // one that is due and late is not put off
@@ -62,6 +66,14 @@ std::vector<Animator::State> MotionLoop::states(std::span<const int> channels) c
   const Microseconds now = xMicroseconds(xo::clock().now());
   for (const int channel : channels) states.push_back(fAnimator.state(channel, now));
   return states;
+}
+
+std::vector<std::uint64_t> MotionLoop::origins(std::span<const int> channels) const {
+  std::vector<std::uint64_t> origins;
+  origins.reserve(channels.size());
+  const std::lock_guard lock(fMutex);
+  for (const int channel : channels) origins.push_back(fOrigins[static_cast<std::size_t>(channel)]);
+  return origins;
 }
 
 Microseconds MotionLoop::xMicroseconds(xo::TimePoint instant) noexcept {

@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <condition_variable>
+#include <cstdint>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -51,10 +52,13 @@ class MotionLoop {
   /// All moves start at the same instant, one after another if they share a channel. Key frames at
   /// time 0 have reached the drivers when it returns. When a channel would have too many key frames
   /// pending (`Animator::kMaxPending`), nothing starts and the index of its move is returned.
+  /// What starts is remembered as begun by the calling thread's `xo::CallScope::currentOrigin`.
   std::optional<std::size_t> start(std::span<const Move> moves);
 
   /// In the order of `channels`, all at the same instant.
   std::vector<Animator::State> states(std::span<const int> channels) const;
+  /// Where each channel's newest moves came from; 0 before the first.
+  std::vector<std::uint64_t> origins(std::span<const int> channels) const;
 
  private:
   struct Output {
@@ -72,6 +76,7 @@ class MotionLoop {
   mutable std::mutex fMutex;
   std::condition_variable fWake;
   Animator fAnimator;
+  std::vector<std::uint64_t> fOrigins;  // by channel
   std::vector<Output> fOutputs;
   bool fHasFailed = false;           // some driver, at the last write
   xo::TimePoint fGrid{};             // where the grid of ticks began

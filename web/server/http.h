@@ -1,0 +1,31 @@
+// How HTTP requests are answered. Pure functions.
+#pragma once
+
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/http/string_body.hpp>
+#include <optional>
+#include <string_view>
+
+#include "web/server/front.h"
+
+namespace web {
+
+namespace http = boost::beast::http;
+using Request = http::request<http::empty_body>;
+using Response = http::response<http::string_body>;
+
+/// The path at which the WebSocket is.
+inline constexpr std::string_view kSocketPath = "/socket";
+
+/// Why a request is not answered, or nothing: it must name this robot as its host, and come from
+/// the page itself if it tells where it comes from.
+std::optional<Response> refuse(const Front& front, const Request& request);
+
+/// The answer to a request that was not refused and asks for no WebSocket.
+Response answer(const Front& front, const Request& request);
+
+/// An answer that is a line of text.
+Response say(const Request& request, http::status status, std::string_view text);
+
+}  // namespace web

@@ -1,0 +1,169 @@
+#include "web/server/socket.h"
+
+#include <utility>
+
+#include "web/server/json.h"
+
+namespace web {
+namespace {
+
+namespace websocket = beast::websocket;
+
+/// With more waiting to be sent no request is read.
+constexpr std::size_t kMostWaiting = 256 * 1024;
+constexpr std::size_t kReadBytes = 64 * 1024;
+/// How long a browser has to answer that it closes too.
+constexpr std::chrono::seconds kClosing{5};
+
+std::string peerOf(beast::tcp_stream& stream) {
+  beast::error_code error;
+  const auto peer = stream.socket().remote_endpoint(error);
+  if (error) return "unknown";
+  const std::string port = ":" + std::to_string(peer.port());
+  if (peer.address().is_v4()) return "ipv4:" + peer.address().to_string() + port;
+  return "ipv6:[" + peer.address().to_string() + "]" + port;
+}
+
+}  // namespace
+
+Socket::Socket(House& house, Visitors& visitors, Stream stream)
+    : Visitor(visitors),
+      fHouse(house),
+      fWs(std::move(stream)),
+      fConversation(std::make_shared<Conversation>(house, static_cast<Outlet&>(*this),
+                                                   peerOf(fWs.next_layer().tcp()))),
+      fHelloTimer(fWs.get_executor()),
+      fWriteTimer(fWs.get_executor()) {}
+
+Socket::~Socket() { finish(); }
+
+void Socket::accept(const Request& request) {
+  fWs.next_layer().tcp().expires_never();  // the WebSocket has timers of its own
+  websocket::stream_base::timeout timeout{};
+  timeout.handshake_timeout = fHouse.patience.request;
+  timeout.idle_timeout = fHouse.patience.silence;
+  timeout.keep_alive_pings = true;
+  fWs.set_option(timeout);
+  fWs.set_option(websocket::permessage_deflate{});  // off, both ways
+  fWs.read_message_max(0);                          // what is too long is told, see readSome
+  fWs.text(true);
+  fWs.async_accept(request, [me = self()](const beast::error_code& error) {
+    if (error) return me->finish();
+    me->opened();
+  });
+}
+
+void Socket::opened() {
+  fIsOpen = true;
+  fHelloTimer.expires_after(fHouse.patience.hello);
+  fHelloTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+    const auto me = std::static_pointer_cast<Socket>(weak.lock());
+    if (error || !me || me->fConversation->isKnown()) return;
+    me->goodbye("There was no 'hello' in time");
+  });
+  read();
+}
+
+void Socket::read() {
+  if (fIsReading || fIsClosing || fIsOver || fBytes > kMostWaiting) return;
+  fIsReading = true;
+  fWs.async_read_some(fBuffer, kReadBytes,
+                      [me = self()](const beast::error_code& error, std::size_t) {
+                        me->fIsReading = false;
+                        me->readSome(error);
+                      });
+}
+
+void Socket::readSome(const beast::error_code& error) {
+  if (fIsClosing) return;  // closing reads on by itself
+  if (error) return finish();
+  const std::size_t most = fHouse.access.limits().messageBytes;
+  if (fBuffer.size() > most) {
+    return goodbye("A message has more bytes than the limit of " + std::to_string(most));
+  }
+  if (fWs.is_message_done()) takeMessage();
+  read();
+}
+
+void Socket::takeMessage() {
+  if (!fWs.got_text()) return goodbye("A message must be text");
+  const auto bytes = fBuffer.cdata();
+  fConversation->take({static_cast<const char*>(bytes.data()), bytes.size()});
+  fBuffer.consume(fBuffer.size());
+  if (fBuffer.capacity() > kReadBytes) fBuffer.shrink_to_fit();
+}
+
+void Socket::send(std::string message) {
+  if (fIsClosing || fIsOver) return;
+  fBytes += message.size();
+  fQueue.push_back(std::move(message));
+  if (!fIsWriting) write();
+}
+
+void Socket::goodbye(const std::string& why) {
+  endWith(why, websocket::close_code::policy_error);
+}
+
+void Socket::endWith(const std::string& why, websocket::close_code code) {
+  if (fIsClosing || fIsOver) return;
+  fCloseCode = code;
+  send(textOf({{"event", "goodbye"}, {"text", why}}));
+  fIsClosing = true;
+  fHelloTimer.cancel();
+  fConversation->gone();
+}
+
+/// Ends the connection unless what goes on now is done by then.
+void Socket::limitTo(std::chrono::steady_clock::duration time) {
+  fWriteTimer.expires_after(time);
+  fWriteTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+    const auto me = std::static_pointer_cast<Socket>(weak.lock());
+    if (error || !me) return;
+    // A timer that was set anew may still tell of its last time.
+    if (me->fWriteTimer.expiry() <= std::chrono::steady_clock::now()) me->finish();
+  });
+}
+
+void Socket::write() {
+  fIsWriting = true;
+  limitTo(fHouse.patience.reading);
+  fWs.async_write(net::buffer(fQueue.front()),
+                  [me = self()](const beast::error_code& error, std::size_t) {
+                    me->fIsWriting = false;
+                    me->written(error);
+                  });
+}
+
+void Socket::written(const beast::error_code& error) {
+  fWriteTimer.cancel();
+  if (error || fIsOver) return finish();
+  fBytes -= fQueue.front().size();
+  fQueue.pop_front();
+  if (!fIsClosing) fConversation->goOn();
+  if (!fQueue.empty()) {
+    if (!fIsWriting) write();
+  } else if (fIsClosing) {
+    return close();
+  }
+  read();
+}
+
+void Socket::close() {
+  limitTo(kClosing);
+  fWs.async_close(fCloseCode, [me = self()](const beast::error_code&) { me->finish(); });
+}
+
+void Socket::leave() {
+  if (!fIsOpen) return finish();
+  endWith("The robot is shutting down", websocket::close_code::going_away);
+}
+
+void Socket::finish() {
+  if (std::exchange(fIsOver, true)) return;
+  fHelloTimer.cancel();
+  fWriteTimer.cancel();
+  fConversation->gone();
+  fWs.next_layer().tcp().close();  // whatever still waits for it hears an error
+}
+
+}  // namespace web

@@ -1,0 +1,70 @@
+// The WebSocket of one page.
+#pragma once
+
+#include <boost/asio/steady_timer.hpp>
+#include <boost/beast/core/flat_buffer.hpp>
+#include <boost/beast/http/empty_body.hpp>
+#include <boost/beast/http/message.hpp>
+#include <boost/beast/websocket/stream.hpp>
+#include <deque>
+#include <memory>
+#include <string>
+
+#include "web/server/conversation.h"
+#include "web/server/house.h"
+#include "web/server/outlet.h"
+#include "web/server/stream.h"
+#include "web/server/visitors.h"
+
+namespace web {
+
+using Request = beast::http::request<beast::http::empty_body>;
+
+/// Carries messages between a browser and its conversation, one way and the other. A page that does
+/// not read costs a bounded number of bytes, since its requests are not read either, and is let go
+/// after a while. Keeps itself alive while it is connected. On the page's thread alone.
+class Socket final : public Visitor, private Outlet {
+ public:
+  /// `house` and `visitors` outlive it.
+  Socket(House& house, Visitors& visitors, Stream stream);
+  ~Socket() override;
+
+  /// Answers the request that asked for it.
+  void accept(const Request& request);
+  void leave() override;
+  void cut() override { finish(); }
+  void logGrew() override { fConversation->sendLog(); }
+
+ private:
+  void opened();
+  void read();
+  void readSome(const beast::error_code& error);
+  void takeMessage();
+  void send(std::string message) override;
+  void goodbye(const std::string& why) override;
+  std::size_t waiting() const override { return fBytes; }
+  void write();
+  void written(const beast::error_code& error);
+  void endWith(const std::string& why, beast::websocket::close_code code);
+  void limitTo(std::chrono::steady_clock::duration time);
+  void close();
+  void finish();
+  std::shared_ptr<Socket> self() { return std::static_pointer_cast<Socket>(shared_from_this()); }
+
+  House& fHouse;
+  beast::websocket::stream<Stream> fWs;
+  beast::flat_buffer fBuffer;
+  std::shared_ptr<Conversation> fConversation;
+  net::steady_timer fHelloTimer;
+  net::steady_timer fWriteTimer;
+  std::deque<std::string> fQueue;  // the first is being written
+  std::size_t fBytes = 0;          // in it
+  beast::websocket::close_code fCloseCode = beast::websocket::close_code::normal;
+  bool fIsOpen = false;
+  bool fIsReading = false;
+  bool fIsWriting = false;
+  bool fIsClosing = false;  // after a goodbye
+  bool fIsOver = false;
+};
+
+}  // namespace web
