@@ -14,6 +14,7 @@ export const launch = () =>
  */
 export async function open(browser, url, { prepare, ...options } = {}) {
   const context = await browser.newContext({ viewport: { width: 1400, height: 900 }, ...options });
+  context.setDefaultTimeout(15_000);
   const page = await context.newPage();
   page.complaints = [];
   page.on("console", (message) => page.complaints.push(`${message.type()}: ${message.text()}`));
@@ -28,13 +29,16 @@ export const linkState = (page) => page.locator("#link-state").textContent();
 
 /** Waits until the page shows its robot live, with a picture. */
 export async function isLive(page) {
-  await becomes(async () => /^Live/.test(await linkState(page)), "the page to be live");
+  await becomes(async () => /^Live/.test(await linkState(page)), "the page to be live").catch(async (error) => {
+    throw new Error(`${error.message}: ${await linkState(page)} ${page.complaints.join("; ")}`);
+  });
   await page.locator(".led[role=option]").first().waitFor({ state: "attached" });
 }
 
-/** Ends a page that must have had nothing to complain about. */
+/** Ends a page that must have had nothing to complain about, but for what the test itself did. */
 export async function close(page) {
-  assert.deepEqual(page.complaints, []);
+  const complaints = page.complaints.filter((text) => !text.includes("Multiple readback operations using getImageData"));
+  assert.deepEqual(complaints, []);
   await page.context().close();
 }
 
@@ -87,8 +91,11 @@ export async function choose(page, row) {
   await page.getByRole("group", { name: "Methods" }).getByRole("button", { name: row, exact: true }).click();
 }
 
+/** A field of the form. */
+export const field = (page, name) => page.locator("form.form").getByLabel(new RegExp(`^${name} `));
+
 /** Types into a field of the form. */
-export const type = (page, field, text) => page.locator("form.form").getByRole("textbox", { name: new RegExp(`^${field} `) }).fill(text);
+export const type = (page, name, text) => field(page, name).fill(text);
 
 /** Presses Play. */
 export const play = (page) => page.locator("form.form").getByRole("button", { name: "Play" }).click();

@@ -3,7 +3,7 @@ import assert from "node:assert/strict";
 import { writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
-import { choose, close, launch, open, play, type } from "./browser.js";
+import { choose, close, field, launch, open, play, type } from "./browser.js";
 import { becomes, Robot, run } from "./robot.js";
 
 const RED = "Face/Led/Red/Left/0Deg/Actuator/Value";
@@ -65,7 +65,7 @@ test("an error is told in the robot's own words, and its field is marked", async
   await play(page);
   const { err } = await robot.ledctl("setIntensity", "Nose", "1.0");
   await page.locator("form.form > .error").getByText(err.trim(), { exact: true }).waitFor();
-  const name = page.locator("form.form").getByRole("textbox", { name: /^name / });
+  const name = field(page, "name");
   assert.equal(await name.getAttribute("aria-invalid"), "true");
   await type(page, "name", "ChestLeds");
   assert.equal(await name.getAttribute("aria-invalid"), null);
@@ -90,7 +90,7 @@ test("what cannot be read is told at its field, and nothing is called", async ()
 test("names are completed, and a published example's values stand in its fields", async () => {
   const page = await open(browser, robot.url);
   await choose(page, "fade name, intensity, duration");
-  const name = page.locator("form.form").getByRole("combobox").or(page.locator("form.form input[list]")).first();
+  const name = field(page, "name");
   assert.equal(await name.inputValue(), "LeftEye");
   const choices = await name.evaluate((input) => [...input.list.options].map((option) => option.value));
   for (const one of ["FaceLeds", "FaceLedLeft0", RED]) assert.ok(choices.includes(one), one);
@@ -110,7 +110,7 @@ test("the lines for shell and Python run as they stand", async () => {
   assert.ok((await robot.does("listGroups")).split("\n").includes(odd));
 
   await choose(page, "fadeRGB name, red, green, blue, duration");
-  for (const [field, text] of [["name", odd], ["red", "0.25"], ["green", "1"], ["blue", "0"], ["duration", "0.1"]]) await type(page, field, text);
+  for (const [one, text] of [["name", odd], ["red", "0.25"], ["green", "1"], ["blue", "0"], ["duration", "0.1"]]) await type(page, one, text);
   const program = await codeOf(page, "Python program");
   assert.match(program, /^from tavro import Robot\n/);
   // The one thing to change: which robot.

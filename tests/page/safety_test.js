@@ -5,7 +5,7 @@ import { connect } from "node:net";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
-import { choose, close, isSeen, launch, open } from "./browser.js";
+import { choose, close, field, isSeen, launch, open } from "./browser.js";
 import { becomes, Robot } from "./robot.js";
 
 const HEAVIEST = 200_000; // bytes
@@ -80,7 +80,7 @@ test("names that look like markup are text and run nothing", async () => {
     for (const tab of ["point", "state", "leds", "log"]) await page.locator(`#tab-${tab}`).click();
     await page.locator("#tab-leds").click();
     await page.getByRole("button", { name, exact: true }).click();
-    await page.getByRole("heading", { name, exact: true }).waitFor();
+    await page.getByRole("heading", { level: 2, name, exact: true }).waitFor();
     await page.getByRole("button", { name: "<b>Group</b>", exact: true }).hover();
     await page.getByLabel("Add an LED to the timeline").selectOption({ label: "<i>Unplaced" });
     await page.locator(".u-legend").getByText("<i>Unplaced white").waitFor();
@@ -89,7 +89,7 @@ test("names that look like markup are text and run nothing", async () => {
     await odd.does("on", "<i>Unplaced");
     await isSeen(page, "<i>Unplaced", ({ red, green }) => red > 230 && green > 230, "white");
     await choose(page, "on name");
-    await page.locator("form.form").getByRole("textbox").or(page.locator("form.form input[list]")).first().fill("<img src=x onerror=alert(2)>");
+    await field(page, "name").fill("<img src=x onerror=alert(2)>");
     await page.locator("form.form").getByRole("button", { name: "Play" }).click();
     await page.locator("form.form > .error").filter({ hasText: "<img src=x onerror=alert(2)>" }).waitFor();
     assert.equal(await page.locator("main script, main img, main b, main i").count(), 0);

@@ -161,12 +161,10 @@ test("a pattern that flashes too often is shown steadily, with a notice", async 
     };
     requestAnimationFrame(look);
   }, place);
-  const [times, rgb] = [[], []];
-  for (let i = 1; i <= 80; ++i) {
-    times.push(i * 0.05);
-    rgb.push(i % 2 ? 0xffffff : 0);
-  }
-  await robot.does("fadeListRGB", "ChestLeds", JSON.stringify(rgb), JSON.stringify(times));
+  const flashes = Array.from({ length: 48 }, (_, i) => i + 1); // 0.08 s each, up and down
+  const keys = ["Red", "Green", "Blue"].map((color) => `Device/SubDeviceList/ChestBoard/Led/${color}/Actuator/Value`);
+  const [times, values] = [flashes.map((i) => i * 0.08), flashes.map((i) => i % 2)];
+  await robot.does("--service", "HBMotion", "_animateLEDs", ...[keys, keys.map(() => times), keys.map(() => values)].map((list) => JSON.stringify(list)));
   await page.getByText("These LEDs flash more than three times a second").waitFor();
   await becomes(async () => (await page.locator("#flash-notice").textContent()) === "", "the notice to go");
   const seen = await page.evaluate(() => window.light);

@@ -141,11 +141,11 @@ function lampOf(place, view) {
 function paintShape(context, { kind, path, thick, box = undefined }, view) {
   const [above, below, edge] = BODY[kind];
   const shape = new Path2D(path);
-  const { left, top, right, bottom } = box ?? view.body;
+  const { left, top, right, bottom } = box ?? view.body ?? view.box;
   const shade = context.createLinearGradient(0, top, 0, bottom);
   shade.addColorStop(0, above);
   shade.addColorStop(1, below);
-  const line = Math.min(1.2 / view.scale, 0.01 * (view.body.right - view.body.left));
+  const line = Math.min(1.2 / view.scale, 0.01 * (right - left));
   context.strokeStyle = edge;
   context.fillStyle = shade;
   if (thick) {
