@@ -3,7 +3,7 @@ import assert from "node:assert/strict";
 import { readFileSync } from "node:fs";
 import { createRequire } from "node:module";
 import { after, before, test } from "node:test";
-import { close, launch, open } from "./browser.js";
+import { choose, close, launch, open, play, type } from "./browser.js";
 import { becomes, Robot } from "./robot.js";
 
 const AXE = readFileSync(createRequire(import.meta.url).resolve("axe-core/axe.min.js"), "utf8");
@@ -34,10 +34,32 @@ for (const colorScheme of ["dark", "light"]) {
         await tabs.nth(i).click();
         assert.deepEqual(await violations(page), [], await tabs.nth(i).textContent());
       }
+      await page.locator("#tab-leds").click();
+      await page.getByRole("button", { name: "EarLedLeft3", exact: true }).click();
+      await page.locator("#point .facts").getByText(/HBLeds\.fadeRGB/).waitFor();
+      assert.deepEqual(await violations(page), [], "an LED that is pointed at");
+      if (width < 1200) await page.locator("#tab-play").click();
+      await choose(page, "setIntensity name, intensity");
+      await type(page, "name", "Nose");
+      await play(page);
+      await page.locator("form.form > .error").filter({ hasText: "Nose" }).waitFor();
+      assert.deepEqual(await violations(page), [], "an error");
       await close(page);
     });
   }
 }
+
+test("axe finds nothing while the robot is gone, and in the question for a token", async () => {
+  const page = await open(browser, robot.url);
+  await page.evaluate(AXE);
+  await page.evaluate(() => {
+    document.querySelector("#link-state").dataset.state = "lost";
+    document.querySelector("#link-state").textContent = "The robot is gone; looking for it…";
+    document.querySelector("#token-dialog").showModal();
+  });
+  assert.deepEqual(await violations(page), []);
+  await close(page);
+});
 
 test("axe can find something", async () => {
   const page = await open(browser, robot.url);
@@ -142,10 +164,10 @@ test("the timeline draws the chosen LEDs and tells values under the pointer", as
   const page = await open(browser, robot.url);
   await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
   await page.locator(".u-legend").getByText("ChestLeds red").waitFor();
-  await robot.does("--wait", "fadeRGB", "ChestLeds", "red", "0.5");
+  for (let i = 0; i < 2; ++i) await robot.does("--wait", "fadeRGB", "ChestLeds", "red", "0.5"); // there, and half a second still
   await page.getByRole("button", { name: "Pause curves" }).click();
   const over = await page.locator(".u-over").boundingBox();
-  await page.mouse.move(over.x + over.width - 2, over.y + over.height / 2);
+  await page.mouse.move(over.x + over.width - 3, over.y + over.height / 2);
   const value = page.locator(".u-legend .u-series").filter({ hasText: "ChestLeds red" }).locator(".u-value");
   await becomes(async () => Number(await value.textContent()) > 0.9, "the value under the pointer");
   await page.getByRole("button", { name: "Take ChestLeds off the timeline" }).click();

@@ -42,13 +42,14 @@ test("colours are read and written in the ways that people use", () => {
   assert.equal(askedHex([{ color: "amber", value: 1 }]), "");
 });
 
-test("sectors find their ring, and each eye is one area", () => {
+test("sectors find their ring, and both eyes are one area", () => {
   const { placed, rings } = placeLeds(eyes);
   assert.equal(rings.length, 2);
   for (const { x, y, radius } of rings) {
     assert.ok(Math.abs(Math.abs(x) - 28) < 1e-6 && Math.abs(y + 520) < 1e-6 && Math.abs(radius - 18) < 1e-6);
   }
-  assert.deepEqual(areasOf(placed).map((area) => area.length), [8, 8]);
+  assert.deepEqual(areasOf(placed, rings).map((area) => area.length), [16]);
+  assert.deepEqual(areasOf(placed, []).map((area) => area.length), [8, 8]);
 });
 
 test("LEDs without a position stand in rows", () => {

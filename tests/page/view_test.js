@@ -165,7 +165,7 @@ test("a pattern that flashes too often is shown steadily, with a notice", async 
   const keys = ["Red", "Green", "Blue"].map((color) => `Device/SubDeviceList/ChestBoard/Led/${color}/Actuator/Value`);
   const [times, values] = [flashes.map((i) => i * 0.08), flashes.map((i) => i % 2)];
   await robot.does("--service", "HBMotion", "_animateLEDs", ...[keys, keys.map(() => times), keys.map(() => values)].map((list) => JSON.stringify(list)));
-  await page.getByText("These LEDs flash more than three times a second").waitFor();
+  await page.getByText("More than three flashes a second: shown steadily.").waitFor();
   await becomes(async () => (await page.locator("#flash-notice").textContent()) === "", "the notice to go");
   const seen = await page.evaluate(() => window.light);
   const turns = [];

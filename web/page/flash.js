@@ -1,6 +1,6 @@
 // The flash guard: whatever the LEDs do, what the page shows flashes at most three times in any second, so that it
 // cannot hurt people with photosensitive epilepsy (WCAG 2.3.1). A flash is a pair of opposing changes of a tenth or
-// more in luminance, or a sixteenth in saturated red, of one area of LEDs. An area whose pattern flashes more often is shown as
+// more in luminance, or a fifteenth in saturated red, of one area of LEDs. An area whose pattern flashes more often is shown as
 // its slow mean; whatever is left of swings is held. No DOM, no clock of its own.
 import { luminance } from "./color.js";
 
@@ -8,7 +8,7 @@ const WINDOW = 1000; // ms
 const MOST_TURNS = 6; // in WINDOW: three flashes are six turns
 const CALM_TURNS = 4; // a pattern with no more than these is shown as it is again
 const SWING = 0.1;
-const RED_SCALE = 1.6; // saturated red counts from a sixteenth on
+const RED_SCALE = 1.55; // saturated red counts from a fifteenth on
 const MEAN_TIME = 1200; // ms
 
 /** Counts the turns of one quantity: changes of SWING or more against the direction of the one before. */

@@ -127,10 +127,17 @@ function arcPath(led, ring) {
     `L${point(inner, middle + half)}A${n(inner)} ${n(inner)} 0 ${isLong} 0 ${point(inner, middle - half)}Z`;
 }
 
-/** The LEDs of each area, for the flash guard. @param {Place[]} places */
-export function areasOf(places) {
+/**
+ * The LEDs of each area, for the flash guard. Rings of one size at one height, such as both eyes, are one.
+ * @param {Place[]} places @param {Ring[]} rings
+ */
+export function areasOf(places, rings) {
+  const pairs = new Map(rings.map(({ area, y, radius }) => [area, `ring ${Math.round(y)} ${Math.round(radius)}`]));
   const areas = new Map();
-  for (const { led, area } of places) areas.set(area, [...(areas.get(area) ?? []), led]);
+  for (const { led, area } of places) {
+    const key = pairs.get(area) ?? area;
+    areas.set(key, [...(areas.get(key) ?? []), led]);
+  }
   return [...areas.values()];
 }
 

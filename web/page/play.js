@@ -85,7 +85,12 @@ export class Play {
 
   xMark() {
     for (const button of this.list.querySelectorAll("button")) {
-      button.setAttribute("aria-current", String(button.method === this.form?.method));
+      const isChosen = button.method === this.form?.method;
+      button.setAttribute("aria-current", String(isChosen));
+      // Into the list's view, and not the page's.
+      const top = button.offsetTop - this.list.offsetTop;
+      const isOut = top < this.list.scrollTop || top + button.offsetHeight > this.list.scrollTop + this.list.clientHeight;
+      if (isChosen && isOut) this.list.scrollTop = top - this.list.clientHeight / 2;
     }
   }
 

@@ -82,7 +82,7 @@ export class Show {
 
   xTellFlashes() {
     setText(byId("flash-notice"), this.app.live.guard.isLimiting
-      ? "These LEDs flash more than three times a second: shown steadily, as their mean." : "");
+      ? "More than three flashes a second: shown steadily." : "");
   }
 
   /** Pictures a second, frames that were merged, and how much later this one came than the quickest. */

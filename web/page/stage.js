@@ -35,7 +35,7 @@ export class Stage {
     this.scene = { placed, rows, ...body };
     this.selected = undefined;
     this.live = undefined;
-    return areasOf([...placed, ...rows]);
+    return areasOf([...placed, ...rows], rings);
   }
 
   /** @param {import("./live.js").Live} live what the LEDs are */

@@ -24,7 +24,8 @@ export class Timeline {
     root.append(el("div", { class: "bar" }, el("h2", { text: "Timeline" }), this.add, this.pause, this.chips), this.place);
     this.theme = matchMedia("(prefers-color-scheme: light)");
     this.theme.addEventListener("change", () => this.build());
-    new ResizeObserver(() => this.xSize()).observe(this.place);
+    this.sizes = new ResizeObserver(() => this.xSize());
+    this.sizes.observe(this.place);
     this.xLoop = this.xLoop.bind(this);
   }
 
@@ -78,6 +79,10 @@ export class Timeline {
       ],
     }, this.samples.until(this.now), this.place);
     this.plot.root.querySelector("canvas").setAttribute("aria-hidden", "true");
+    const legend = this.plot.root.querySelector(".u-legend");
+    legend.tabIndex = 0; // it may scroll
+    legend.setAttribute("aria-label", "Curves and their values under the pointer");
+    this.sizes.observe(legend); // it takes its height from the curves
   }
 
   xAgo(time) {

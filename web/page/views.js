@@ -29,10 +29,24 @@ export function arrange(scene, width, height) {
   if (scene.placed.length === 0) return views;
   const whole = padded(scene.body, Math.max(widthOf(scene.body), heightOf(scene.body)) * 0.03);
   if (!scene.closeUp) return [fit("whole", whole, room, scene.placed, 9, scene.body), ...views];
-  const [far, close] = split(room, widthOf(whole) / heightOf(whole));
-  const box = filling(withShoulders(scene), close, whole);
+  const [far, close, box] = split(room, whole, withShoulders(scene));
   const near = scene.placed.filter((place) => isInside(place, box));
   return [fit("whole", whole, far, scene.placed, 9, scene.body), fit("close", box, close, near, 9, scene.body), ...views];
+}
+
+const isInside = ({ x, y }, box) => x >= box.left && x <= box.right && y >= box.top && y <= box.bottom;
+
+/** The whole robot stands beside the closer look or under it, whichever shows it larger. */
+function split(room, whole, closeUp) {
+  const wide = Math.min(room.width * 0.34, (room.height * widthOf(whole)) / heightOf(whole));
+  const high = room.height * 0.52;
+  const ways = [
+    [{ ...room, width: wide }, { ...room, left: room.left + wide + GAP, width: room.width - wide - GAP }],
+    [{ ...room, top: room.top + room.height - high, height: high }, { ...room, height: room.height - high - GAP }],
+  ].map(([far, close]) => [far, close, filling(closeUp, close, whole)]);
+  const scaleOf = (space, box) => Math.min(space.width / widthOf(box), space.height / heightOf(box));
+  const worth = ([far, close, box]) => scaleOf(close, box) * scaleOf(far, whole) ** 0.5;
+  return worth(ways[1]) > worth(ways[0]) ? ways[1] : ways[0];
 }
 
 /** The closer look, wide enough for the shoulders unless that makes it much less close. */
@@ -47,18 +61,6 @@ function filling(box, room, whole) {
   if (lacking <= 0) return box;
   const above = Math.min(0.16 * lacking, 0.12 * heightOf(box));
   return { ...box, top: Math.max(box.top - above, whole.top), bottom: Math.min(box.bottom + lacking - above, whole.bottom) };
-}
-
-const isInside = ({ x, y }, box) => x >= box.left && x <= box.right && y >= box.top && y <= box.bottom;
-
-/** The whole robot stands beside the closer look where there is room, else under it. */
-function split(room, aspect) {
-  if (room.width >= room.height * 0.8) {
-    const wide = Math.min(room.width * 0.34, room.height * aspect);
-    return [{ ...room, width: wide }, { ...room, left: room.left + wide + GAP, width: room.width - wide - GAP }];
-  }
-  const high = room.height * 0.52;
-  return [{ ...room, top: room.top + room.height - high, height: high }, { ...room, height: room.height - high - GAP }];
 }
 
 /** The box in the middle of the room, as large as it fits, at most `most` pixels a millimetre. */
