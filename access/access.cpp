@@ -223,8 +223,8 @@ Outcome Access::call(const Client& client, const std::string& service, const std
 
   xo::StopFlag ownStop;
   if (stop == nullptr) stop = &ownStop;
-  Ticket ticket{0,    &client, &service, &method, args,
-                stop, std::chrono::steady_clock::now(), isOnlyReading};
+  Ticket ticket{
+      0, &client, &service, &method, args, stop, std::chrono::steady_clock::now(), isOnlyReading};
   ticket.id = begin(ticket);
   Outcome outcome;
   try {

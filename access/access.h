@@ -39,8 +39,8 @@ struct Outcome {
 /// "cancelled".
 Outcome outcomeOf(const xo::Future<HB::HBValue>& finished);
 
-/// A method that only reads: viewers may call it too. A call of it that succeeded is not remembered,
-/// because who looks does so many times a second.
+/// A method that only reads: viewers may call it too. A call of it that succeeded is not
+/// remembered, because who looks does so many times a second.
 struct Reading {
   std::string service;
   std::string method;

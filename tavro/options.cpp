@@ -31,8 +31,8 @@ file of tokens (mode 0600, lines "operator TOKEN" or "viewer TOKEN", a name afte
 operators may do everything, viewers list, describe, read and watch.
 )";
 
-// What comes with the program and was not named: beside an installed one, or in the source tree that
-// it was built in. "" when it is in neither.
+// What comes with the program and was not named: beside an installed one, or in the source tree
+// that it was built in. "" when it is in neither.
 std::string findBeside(const fs::path& executableFolder, const char* installed,
                        const char* inSources) {
   for (const char* place : {installed, inSources}) {
@@ -121,8 +121,8 @@ CommandLine readCommandLine(const std::vector<std::string>& arguments,
   if (options.page == kNoPage) options.page.clear();
   options.pageFolder = findBeside(executableFolder, "../share/tavro/page", "../../web/page");
   if (options.model.empty()) {
-    options.model = findBeside(executableFolder, "../share/tavro/models/vanto.xml",
-                               "../../models/vanto.xml");
+    options.model =
+        findBeside(executableFolder, "../share/tavro/models/vanto.xml", "../../models/vanto.xml");
   }
   if (options.model.empty()) {
     return wrongUsage("no robot model found beside the program; name one with --model FILE");

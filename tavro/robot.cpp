@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <map>
 #include <stdexcept>
-#include <thread>
 
 #include "remote/client/address.h"
 #include "tavro/log_sink.h"
@@ -71,14 +70,21 @@ remote::Server::Options serverOptionsOf(const Options& options) {
           .reservedNames = ownServices(options.without)};
 }
 
+remote::Address pageAddress(const std::string& text) {
+  std::string fault = "browsers reach no Unix socket";
+  try {
+    auto address = remote::parseAddress(text);
+    if (address.kind == remote::Address::Kind::kTcp) return address;
+  } catch (const std::invalid_argument& error) {
+    fault = error.what();
+  }
+  throw std::invalid_argument("Cannot serve the page at " + text + " (--page): " + fault);
+}
+
 std::unique_ptr<web::Server> servePage(door::Access& access, const Options& options,
                                        web::LogTail& log) {
   if (options.page.empty()) return nullptr;
-  const auto address = remote::parseAddress(options.page);
-  if (address.kind != remote::Address::Kind::kTcp) {
-    throw std::invalid_argument("Cannot serve the page at " + options.page +
-                                " (--page): browsers reach no Unix socket");
-  }
+  const auto address = pageAddress(options.page);
   web::Server::Options page;
   page.name = address.host;
   page.host = address.host == "localhost" ? "127.0.0.1" : address.host;
@@ -150,12 +156,12 @@ void Robot::requestStop() {
 }
 
 void Robot::xStopServing() {
-  // Both at once: each gives what it runs the whole time.
-  std::thread page([this] {
-    if (fPage) fPage->stop(kStopPatience);
-  });
+  const auto end = std::chrono::steady_clock::now() + kStopPatience;
+  if (fPage) fPage->stop(std::chrono::milliseconds::zero());  // asks; both have the same time
   fServer.stop(kStopPatience);
-  page.join();
+  const auto left =
+      std::chrono::duration_cast<std::chrono::milliseconds>(end - std::chrono::steady_clock::now());
+  if (fPage) fPage->stop(std::max(left, std::chrono::milliseconds::zero()));
 }
 
 bool Robot::xLoadModules() {

@@ -15,7 +15,9 @@ class RolesTest : public testing::Test {
  protected:
   RolesTest() {
     xo::ObjectBuilder builder;
-    builder.add(xo::makeMethod<void()>({"off", "", {}, {}, {}}, [this] { ++fCalls; }));
+    for (const char* name : {"off", "look", "lookAway"}) {
+      builder.add(xo::makeMethod<void()>({name, "", {}, {}, {}}, [this] { ++fCalls; }));
+    }
     fRegistration = fSession->registerService("Test", std::move(builder));
   }
 
@@ -23,7 +25,7 @@ class RolesTest : public testing::Test {
   FakeMemory fMemory{*fSession};
   int fCalls = 0;
   std::unique_ptr<xo::Session::Registration> fRegistration;
-  Access fAccess{fSession};
+  Access fAccess{fSession, {}, {}, {{"Test", "look"}, {"Other", "off"}}};
 };
 
 template <class F>
@@ -42,6 +44,17 @@ TEST_F(RolesTest, OnlyAnOperatorCallsMethods) {
             "Calling methods needs the role operator; yours is viewer");
   EXPECT_EQ(fCalls, 0);
   EXPECT_EQ(notAllowed([&] { fAccess.call(kOwner, "Test", "off", {}); }), "allowed");
+  EXPECT_EQ(fCalls, 1);
+}
+
+TEST_F(RolesTest, AViewerCallsReadingsAndNothingElse) {
+  EXPECT_EQ(notAllowed([&] { fAccess.call(kGuest, "Test", "look", {}); }), "allowed");
+  EXPECT_EQ(fCalls, 1);
+  for (const char* method : {"off", "lookAway", "Look", "loo"}) {
+    EXPECT_EQ(notAllowed([&] { fAccess.call(kGuest, "Test", method, {}); }),
+              "Calling methods needs the role operator; yours is viewer")
+        << method;
+  }
   EXPECT_EQ(fCalls, 1);
 }
 

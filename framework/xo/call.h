@@ -1,6 +1,6 @@
 // Who is being served on this thread: the running call's id, its stop flag, its origin, and the
-// module that owns it. Plain thread-bound records on the stack, linked outwards; making one costs a few
-// instructions.
+// module that owns it. Plain thread-bound records on the stack, linked outwards; making one costs a
+// few instructions.
 #pragma once
 
 #include <atomic>

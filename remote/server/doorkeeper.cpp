@@ -5,9 +5,9 @@
 #include <array>
 #include <chrono>
 #include <cstring>
-#include <fstream>
-#include <sstream>
-#include <stdexcept>
+#include <utility>
+
+#include "access/tls_files.h"
 
 namespace remote {
 namespace {
@@ -44,19 +44,6 @@ door::Entry entryOf(const door::Tokens& tokens, bool needsToken,
   door::Entry entry;
   entry.refusal = "The metadata 'authorization' must be 'Bearer TOKEN'";
   return entry;
-}
-
-std::string readPem(const std::string& path, const char* what, const std::string& mark) {
-  std::ifstream file(path, std::ios::binary);
-  std::ostringstream text;
-  if (!file || !(text << file.rdbuf())) {
-    throw std::runtime_error(std::string("The ") + what + " " + path + " cannot be read");
-  }
-  if (text.str().find(mark) == std::string::npos) {
-    throw std::runtime_error(std::string("The ") + what + " " + path +
-                             " is no PEM file: there is no '" + mark + "' in it");
-  }
-  return text.str();
 }
 
 /// Whether gRPC can use them, which it looks at when it listens itself: here for an instant.
@@ -119,14 +106,11 @@ std::shared_ptr<grpc::ServerCredentials> tlsCredentials(
     const std::string& certificateFile, const std::string& keyFile,
     const std::shared_ptr<Doorkeeper>& doorkeeper) {
   grpc::SslServerCredentialsOptions options;
-  options.pem_key_cert_pairs.push_back(
-      {readPem(keyFile, "TLS key", "PRIVATE KEY-----"),
-       readPem(certificateFile, "TLS certificate", "-----BEGIN CERTIFICATE-----")});
+  door::TlsFiles files = door::readTlsFiles(certificateFile, keyFile);
+  options.pem_key_cert_pairs.push_back({std::move(files.key), std::move(files.certificate)});
   auto credentials = grpc::SslServerCredentials(options);
   if (!areUsable(grpc::SslServerCredentials(options))) {
-    throw std::runtime_error("TLS cannot be used: " + certificateFile +
-                             " is not the certificate of the key " + keyFile +
-                             ", or one of them is damaged");
+    throw door::tlsMismatch(certificateFile, keyFile);
   }
   if (doorkeeper) credentials->SetAuthMetadataProcessor(doorkeeper);
   return credentials;

@@ -15,6 +15,7 @@
 #include <utility>
 
 #include "access/access.h"
+#include "access/tls_files.h"
 #include "framework/xo/log.h"
 #include "remote/client/address.h"
 #include "remote/server/acceptor.h"
@@ -153,9 +154,7 @@ void Server::State::claimTcpAddress() {
 }
 
 std::shared_ptr<grpc::ServerCredentials> Server::State::protectTcp() {
-  if (options.tlsCertificate.empty() != options.tlsKey.empty()) {
-    throw std::invalid_argument("TLS needs both a certificate and its key (--tls-cert, --tls-key)");
-  }
+  door::requireBothOrNone(options.tlsCertificate, options.tlsKey);
   const bool hasTls = !options.tlsKey.empty();
   const auto verdict = door::judge({.isLocal = tcp->isLocal(),
                                     .hasTls = hasTls,

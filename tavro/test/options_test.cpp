@@ -68,6 +68,31 @@ TEST(ReadCommandLine, ListensOnLoopbackUnlessToldOtherwise) {
   EXPECT_THAT(line.options.value().listen, ::testing::StartsWith("127.0.0.1:"));
 }
 
+TEST(ReadCommandLine, ServesThePageOnLoopbackUnlessToldOtherwise) {
+  const auto pageOf = [](std::vector<std::string> words) {
+    words.insert(words.end(), {"--model", "m.xml"});
+    return readCommandLine(words, kNowhere).options.value().page;
+  };
+  EXPECT_EQ(pageOf({}), "127.0.0.1:5481");
+  EXPECT_EQ(pageOf({"--page", "localhost:0"}), "localhost:0");
+  EXPECT_EQ(pageOf({"--page", "none"}), "");
+}
+
+TEST(ReadCommandLine, FindsThePagesFilesBesideTheProgram) {
+  const auto root = std::filesystem::path(testing::TempDir()) / "tavro_page_test";
+  const auto folderOf = [&] {
+    return readCommandLine({"--model", "m.xml"}, (root / "build" / "bin").string())
+        .options.value()
+        .pageFolder;
+  };
+  EXPECT_EQ(folderOf(), "");
+  std::filesystem::create_directories(root / "web" / "page");
+  EXPECT_EQ(folderOf(), (root / "web" / "page").string());
+  std::filesystem::create_directories(root / "build" / "share" / "tavro" / "page");
+  EXPECT_EQ(folderOf(), (root / "build" / "share" / "tavro" / "page").string());
+  std::filesystem::remove_all(root);
+}
+
 TEST(ReadCommandLine, InsistsOnASocketOnlyWhenItWasNamed) {
   EXPECT_TRUE(readCommandLine({"--model", "m.xml"}, kNowhere).options.value().isSocketOptional);
   EXPECT_FALSE(readCommandLine({"--model", "m.xml", "--socket", "s.sock"}, kNowhere)

@@ -11,7 +11,7 @@ export async function startRobot() {
   const socket = join(folder, "robot.sock");
   const robot = spawn(
     process.env.TAVRO_PROGRAM,
-    ["--model", "models/vanto.xml", "--listen", "127.0.0.1:0", "--socket", socket],
+    ["--model", "models/vanto.xml", "--listen", "127.0.0.1:0", "--socket", socket, "--page", "none"],
     { stdio: ["ignore", "pipe", "ignore"] },
   );
   const ended = new Promise((resolve) => robot.once("exit", resolve));

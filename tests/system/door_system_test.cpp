@@ -6,6 +6,7 @@
 #include <filesystem>
 #include <iostream>
 #include <list>
+#include <set>
 #include <thread>
 
 #include "remote/client/robot_client.h"
@@ -24,8 +25,8 @@ const std::string kTokenText = "0123456789abcdef-operator";
 /// The last listener counts.
 std::vector<std::string> robotAt(const std::string& listen, const std::string& socket,
                                  const std::vector<std::string>& more) {
-  std::vector<std::string> command{tavroProgram(), "--model",  kVanto, "--listen",
-                                   listen,         "--socket", socket};
+  std::vector<std::string> command{tavroProgram(), "--model", kVanto,   "--listen", listen,
+                                   "--socket",     socket,    "--page", "none"};
   command.insert(command.end(), more.begin(), more.end());
   return command;
 }
@@ -84,6 +85,29 @@ TEST(Tavro, LetsInByTlsWhoHasATokenAndNobodyElse) {
   EXPECT_EQ(run({ledctlProgram(), "--robot", "unix:" + folder.file("s"), "off", "FaceLeds"}).status,
             0)
       << "this user's own socket needs nothing";
+}
+
+TEST(Tavro, RemembersForWhichCallAnLedWasWritten) {
+  const Robot robot;
+  const auto client = remote::RobotClient::connect(robot.address(), {"painter", 5s});
+  const auto keys = client->call("HBMotion", "listLEDs", {}).value;
+  const HB::HBValue args[] = {keys};
+  const auto origins = [&] {
+    std::set<int> all;
+    for (const auto& one : client->call("HBMotion", "getLEDOrigins", args).value.toList()) {
+      all.insert(one.toInt());
+    }
+    return all;
+  };
+  EXPECT_EQ(origins(), std::set<int>{0}) << "nobody has written any";
+  const HB::HBValue face[] = {"FaceLeds", 0.5f};
+  client->call("HBLeds", "setIntensity", face);
+  const HB::HBValue fade[] = {"EarLeds", "red", 0.1f};
+  client->call("HBLeds", "fadeRGB", fade);
+  const auto ended = client->calls().ended;
+  ASSERT_EQ(ended.size(), 2u) << "what only reads is not in the history";
+  EXPECT_EQ(ended[0].method, "setIntensity");
+  EXPECT_THAT(origins(), ::testing::UnorderedElementsAre(0, ended[0].id, ended[1].id));
 }
 
 TEST(Tavro, WithoutAModuleWaitsForSomebodyWhoStandsInForIt) {

@@ -34,6 +34,40 @@ TEST(Tavro, PrintsWhereItListensAndThatItIsReady) {
                                       "ready robot=Vanto\n"));
 }
 
+TEST(Tavro, TellsWhereItsPageIs) {
+  Robot robot(kVanto, {"--page", "127.0.0.1:0"});
+  robot.process().signal(SIGTERM);
+  const auto ended = robot.process().wait();
+  EXPECT_EQ(ended.status, 0);
+  EXPECT_THAT(ended.out, MatchesRegex("listening grpc=127\\.0\\.0\\.1:[0-9]+ unix=.*/robot\\.sock "
+                                      "page=http://127\\.0\\.0\\.1:[0-9]+\n"
+                                      "ready robot=Vanto page=http://127\\.0\\.0\\.1:[0-9]+\n"));
+}
+
+TEST(Tavro, SaysThatThePortOfItsPageIsTaken) {
+  const Robot first(kVanto, {"--page", "127.0.0.1:0"});
+  const std::string ready = first.readyLine();
+  const std::string page = ready.substr(ready.rfind('/') + 1);
+  const TemporaryFolder folder;
+  const auto ended =
+      run(robotCommand(kVanto, folder.file("s"), {"--page", page, "--log-level", "silent"}));
+  EXPECT_EQ(ended.status, 1);
+  EXPECT_EQ(ended.err, "tavro: Cannot serve the page at " + page +
+                           ": Address already in use (--page names another address, or 'none')\n");
+  EXPECT_EQ(ended.out, "");
+}
+
+TEST(Tavro, RefusesAddressesOfItsPageThatItCannotServe) {
+  const TemporaryFolder folder;
+  for (const char* page : {"0.0.0.0:0", "192.0.2.1:0", "[::]:0", "nonsense", "unix:there"}) {
+    const auto ended =
+        run(robotCommand(kVanto, folder.file("s"), {"--page", page, "--log-level", "silent"}));
+    EXPECT_EQ(ended.status, 1) << page;
+    EXPECT_THAT(ended.err, AllOf(StartsWith("tavro: "), HasSubstr(page), HasSubstr("--page")));
+    EXPECT_EQ(linesOf(ended.err), 1);
+  }
+}
+
 TEST(Tavro, EndsOnEitherSignalWithinTwoSecondsAndStatusZero) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Robot robot;
@@ -210,7 +244,7 @@ TEST(Tavro, SaysThatItsPortIsTaken) {
   const Robot first;
   const TemporaryFolder folder;
   const auto ended = run({tavroProgram(), "--model", kVanto, "--listen", first.address(),
-                          "--socket", folder.file("s"), "--log-level", "silent"});
+                          "--socket", folder.file("s"), "--page", "none", "--log-level", "silent"});
   EXPECT_EQ(ended.status, 1);
   EXPECT_THAT(ended.err, AllOf(StartsWith("tavro: "), HasSubstr(first.address())));
   EXPECT_EQ(linesOf(ended.err), 1);
@@ -228,8 +262,8 @@ TEST(Tavro, SaysThatItsSocketIsTaken) {
 TEST(Tavro, RefusesAddressesThatAreNotOfThisMachine) {
   const TemporaryFolder folder;
   for (const char* address : {"0.0.0.0:0", "192.0.2.1:0", "[::]:0", "nonsense"}) {
-    const auto ended =
-        run({tavroProgram(), "--model", kVanto, "--listen", address, "--socket", folder.file("s")});
+    const auto ended = run({tavroProgram(), "--model", kVanto, "--listen", address, "--socket",
+                            folder.file("s"), "--page", "none"});
     EXPECT_EQ(ended.status, 1) << address;
     EXPECT_THAT(ended.err, HasSubstr(address));
   }

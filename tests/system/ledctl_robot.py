@@ -26,7 +26,8 @@ class Robot:
         self.address = "unix:" + os.path.join(self._folder.name, "robot.sock")
         self._process = subprocess.Popen(
             [tavro, "--model", "models/vanto.xml", "--listen", "127.0.0.1:0", "--socket",
-             self.address.removeprefix("unix:"), *options],
+             self.address.removeprefix("unix:"),
+             *(() if "--page" in options else ("--page", "none")), *options],
             stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True)
         for line in self._process.stdout:
             if line.startswith("listening "):

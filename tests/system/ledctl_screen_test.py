@@ -4,6 +4,7 @@
 """
 import signal
 import sys
+import tempfile
 import termios
 import unittest
 
@@ -143,6 +144,21 @@ class Watch(unittest.TestCase):
             self.assertEqual(terminal.wait(), 3)
             self.assertIn(b"ledctl: ", terminal.output.split(LEAVE)[1])
             self.assertEqual(termios.tcgetattr(terminal.fd), terminal.settings)
+
+    def test_a_viewer_sees_the_robot_too(self):
+        with tempfile.NamedTemporaryFile("w") as tokens:
+            tokens.write("viewer a-token-to-look-with\n")
+            tokens.flush()
+            with Robot(TAVRO, LEDCTL, "--tokens", tokens.name) as robot:
+                viewer = {"LEDCTL_ROBOT": robot.tcp, "TAVRO_TOKEN": "a-token-to-look-with"}
+                refused = robot.run("off", "AllLeds", **viewer)
+                self.assertIn("needs the role operator; yours is viewer", refused.stderr)
+                with robot.on_terminal("watch", **viewer) as terminal:
+                    screen = Screen(terminal)
+                    screen.wait_for(lambda s: "quits" in s.lines()[-1])
+                    self.assertGreater(screen.count(LIT) + screen.count(OFF), 16)
+                    terminal.type(b"q")
+                    self.assertEqual(terminal.wait(), 0)
 
     def test_plain_is_lines_without_anything_to_drive_a_terminal(self):
         with self.robot.on_terminal("watch", "--plain", "--count", "1") as terminal:

@@ -1,5 +1,7 @@
 #include "tests/system/robot.h"
 
+#include <algorithm>
+
 namespace tests {
 
 std::string tavroProgram() { return TAVRO_PROGRAM; }
@@ -12,6 +14,9 @@ std::vector<std::string> robotCommand(const std::string& model, const std::strin
                                       const std::vector<std::string>& more) {
   std::vector<std::string> command{tavroProgram(), "--model",  model, "--listen",
                                    "127.0.0.1:0",  "--socket", socket};
+  if (std::ranges::find(more, "--page") == more.end()) {
+    command.insert(command.end(), {"--page", "none"});
+  }
   command.insert(command.end(), more.begin(), more.end());
   return command;
 }

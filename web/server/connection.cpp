@@ -26,7 +26,7 @@ Connection::Connection(House& house, const Front& front, Visitors& visitors, Str
 void Connection::start() {
   if (!fStream.isTls()) return read();
   fStream.tcp().expires_after(fHouse.patience.request);
-  fStream.handshake([me = self()](const beast::error_code& error) {
+  fStream.handshake(net::ssl::stream_base::server, [me = self()](const beast::error_code& error) {
     if (error) return me->cut();
     me->read();
   });
@@ -67,9 +67,9 @@ void Connection::take() {
   Request request = fParser->release();
   if (fIsTurnedAway) {
     request.keep_alive(false);
-    return write(say(request, http::status::service_unavailable,
-                     "More connections to the page than the limit of " +
-                         std::to_string(fHouse.connections)));
+    return write(say(
+        request, http::status::service_unavailable,
+        "More connections to the page than the limit of " + std::to_string(fHouse.connections)));
   }
   if (auto refusal = refuse(fFront, request)) return write(*std::move(refusal));
   const bool isSocket =
@@ -99,10 +99,9 @@ void Connection::close() {
   fStream.tcp().socket().shutdown(net::ip::tcp::socket::shutdown_send, ignored);
   fBuffer.consume(fBuffer.size());
   fStream.tcp().expires_after(std::chrono::seconds(1));
-  fStream.tcp().async_read_some(fBuffer.prepare(kHeaderBytes),
-                                [me = self()](const beast::error_code&, std::size_t) {
-                                  me->cut();
-                                });
+  fStream.tcp().async_read_some(
+      fBuffer.prepare(kHeaderBytes),
+      [me = self()](const beast::error_code&, std::size_t) { me->cut(); });
 }
 
 void Connection::cut() { fStream.tcp().close(); }

@@ -38,10 +38,12 @@ struct Conversation::Entry {
 const Conversation::Entry* Conversation::findOperation(const std::string& name) {
   using C = Conversation;
   static constexpr std::array kOperations{
-      Entry{"call", &C::call},         Entry{"describe", &C::describe}, Entry{"hello", &C::hello},
-      Entry{"log", &C::log},           Entry{"read", &C::read},         Entry{"services", &C::services},
-      Entry{"state", &C::state},       Entry{"stop", &C::stop},         Entry{"stopCall", &C::stopCall},
-      Entry{"unwatch", &C::unwatch},   Entry{"watch", &C::watch},       Entry{"who", &C::who}};
+      Entry{"call", &C::call},         Entry{"describe", &C::describe},
+      Entry{"hello", &C::hello},       Entry{"log", &C::log},
+      Entry{"read", &C::read},         Entry{"services", &C::services},
+      Entry{"state", &C::state},       Entry{"stop", &C::stop},
+      Entry{"stopCall", &C::stopCall}, Entry{"unwatch", &C::unwatch},
+      Entry{"watch", &C::watch},       Entry{"who", &C::who}};
   const auto* const found = std::ranges::find(kOperations, name, &Entry::name);
   return found == kOperations.end() ? nullptr : found;
 }
@@ -100,8 +102,7 @@ void Conversation::reply(std::uint64_t id, Json more) {
 
 void Conversation::seen(const Json& request) {
   const auto frame = request.find("frame");
-  if (frame == request.end() || !isNumber(*frame) ||
-      !fFrames->seen(frame->get<std::uint64_t>())) {
+  if (frame == request.end() || !isNumber(*frame) || !fFrames->seen(frame->get<std::uint64_t>())) {
     throw BadMessage("'frame' of 'seen' must be the number of a frame that was sent");
   }
 }
@@ -182,8 +183,9 @@ void Conversation::state(std::uint64_t id, const Json&) {
 }
 
 void Conversation::who(std::uint64_t id, const Json& request) {
-  reply(id, {{"calls", callersOf(fHouse.access, numbersField(request, "calls",
-                                                             fHouse.access.limits().listElements))}});
+  reply(id,
+        {{"calls", callersOf(fHouse.access, numbersField(request, "calls",
+                                                         fHouse.access.limits().listElements))}});
 }
 
 void Conversation::log(std::uint64_t id, const Json& request) {

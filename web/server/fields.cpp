@@ -6,7 +6,8 @@ namespace web {
 namespace {
 
 [[noreturn]] void refuse(const char* name, const std::string& text) {
-  throw door::Refused(door::Refused::Why::kMalformed, "'" + std::string(name) + "' must be " + text);
+  throw door::Refused(door::Refused::Why::kMalformed,
+                      "'" + std::string(name) + "' must be " + text);
 }
 
 }  // namespace

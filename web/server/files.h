@@ -20,8 +20,8 @@ struct File {
 class Files {
  public:
   /// Reads what a browser may load (html, css, js, svg, png, json) in `folder` and below. Hidden
-  /// files, those of npm and what has another ending are not the page's. Empty when there is no such
-  /// folder. Errors: `std::runtime_error` that names a file that cannot be read.
+  /// files, those of npm and what has another ending are not the page's. Empty when there is no
+  /// such folder. Errors: `std::runtime_error` that names a file that cannot be read.
   explicit Files(const std::filesystem::path& folder);
 
   bool isEmpty() const { return fFiles.empty(); }

@@ -38,7 +38,7 @@ struct House {
   std::size_t connections = 0;  ///< at once
   std::optional<door::Tokens> tokens;
   bool needsToken = false;
-  LogTail* log = nullptr;  ///< may be missing
+  LogTail* log = nullptr;   ///< may be missing
   const std::string start;  ///< of this run of the robot: random
   const std::chrono::steady_clock::time_point since = std::chrono::steady_clock::now();
 
@@ -47,7 +47,7 @@ struct House {
   std::string robot;
   std::function<std::vector<std::string>()> modules;
 
-  Tally calls;           ///< on threads of the pool or queued for one
+  Tally calls;          ///< on threads of the pool or queued for one
   xo::WorkerPool pool;  ///< for what may block
 };
 

@@ -102,8 +102,8 @@ HBValue namedFloat(const std::string& name, const std::string& where) {
   if (name == "NaN") return std::numeric_limits<float>::quiet_NaN();
   if (name == "Infinity") return std::numeric_limits<float>::infinity();
   if (name == "-Infinity") return -std::numeric_limits<float>::infinity();
-  refuse(where, "has the float '" + name.substr(0, kQuoted) +
-                    "'; there are NaN, Infinity and -Infinity");
+  refuse(where,
+         "has the float '" + name.substr(0, kQuoted) + "'; there are NaN, Infinity and -Infinity");
 }
 
 HBValue namedInt(const std::string& digits, const std::string& where) {

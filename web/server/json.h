@@ -33,7 +33,8 @@ Json parseObject(std::string_view text);
 std::string textOf(const Json& json);
 
 /// A value as browsers get it: floats by their shortest digits, those that are not finite, and
-/// binaries, as objects. Errors: `std::length_error` for lists nested more deeply than `kMostNested`.
+/// binaries, as objects. Errors: `std::length_error` for lists nested more deeply than
+/// `kMostNested`.
 Json toJson(const HB::HBValue& value);
 /// The same as text, added to `text`; null for what is nested too deeply.
 void appendJson(std::string& text, const HB::HBValue& value);

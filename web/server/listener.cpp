@@ -30,8 +30,7 @@ Listener::Listener(net::io_context& loop, const std::string& host, int port)
 
 int Listener::port() const { return fAcceptor.local_endpoint().port(); }
 
-void Listener::start(House& house, const Front& front, Visitors& visitors,
-                     net::ssl::context* tls) {
+void Listener::start(House& house, const Front& front, Visitors& visitors, net::ssl::context* tls) {
   fHouse = &house;
   fFront = &front;
   fVisitors = &visitors;
@@ -64,8 +63,8 @@ void Listener::take(net::ip::tcp::socket socket) {
   if (inside >= fHouse->connections + kMostTurnedAway) return;  // closed
   beast::error_code ignored;
   socket.set_option(net::ip::tcp::no_delay(true), ignored);
-  const auto connection = std::make_shared<Connection>(*fHouse, *fFront, *fVisitors,
-                                                       Stream(std::move(socket), fTls));
+  const auto connection =
+      std::make_shared<Connection>(*fHouse, *fFront, *fVisitors, Stream(std::move(socket), fTls));
   if (inside >= fHouse->connections) {
     connection->turnAway();
   } else {

@@ -99,9 +99,8 @@ Json latestOf(const door::Access& access) {
   for (auto& record : access.history()) {
     if (!record.error.empty()) records.push_back(std::move(record));
   }
-  std::ranges::stable_sort(records, {}, [](const door::CallRecord& record) {
-    return record.when + record.duration;
-  });
+  std::ranges::stable_sort(
+      records, {}, [](const door::CallRecord& record) { return record.when + record.duration; });
   Json list = Json::array();
   for (const auto& record : records) {
     list.push_back({{"call", record.id},

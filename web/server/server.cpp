@@ -186,8 +186,7 @@ void Server::setReady(const std::string& robotName) {
 }
 
 void Server::setModules(std::function<std::vector<std::string>()> modules) {
-  fState->mailbox->post(
-      [state = fState.get(), modules] { state->house.modules = modules; });
+  fState->mailbox->post([state = fState.get(), modules] { state->house.modules = modules; });
 }
 
 bool Server::stop(std::chrono::milliseconds deadline) { return fState->stop(deadline); }

@@ -33,7 +33,7 @@ class Server {
     std::string tokens;
     /// Allows an address that other machines reach without TLS or tokens, with a warning.
     bool isInsecureAllowed = false;
-    std::filesystem::path folder;  ///< of the page's files
+    std::filesystem::path folder;   ///< of the page's files
     std::size_t connections = 256;  ///< at once; who comes then is turned away
     std::string softwareVersion = "1.0.0";
     LogTail* log = nullptr;  ///< what pages see of the log; outlives the server

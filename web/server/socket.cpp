@@ -46,6 +46,7 @@ void Socket::accept(const Request& request) {
   fWs.set_option(timeout);
   fWs.set_option(websocket::permessage_deflate{});  // off, both ways
   fWs.read_message_max(0);                          // what is too long is told, see readSome
+  fWs.auto_fragment(false);
   fWs.text(true);
   fWs.async_accept(request, [me = self()](const beast::error_code& error) {
     if (error) return me->finish();
@@ -100,9 +101,7 @@ void Socket::send(std::string message) {
   if (!fIsWriting) write();
 }
 
-void Socket::goodbye(const std::string& why) {
-  endWith(why, websocket::close_code::policy_error);
-}
+void Socket::goodbye(const std::string& why) { endWith(why, websocket::close_code::policy_error); }
 
 void Socket::endWith(const std::string& why, websocket::close_code code) {
   if (fIsClosing || fIsOver) return;

@@ -32,9 +32,10 @@ class Stream {
   bool isTls() const { return fTls.has_value(); }
   beast::tcp_stream& tcp() { return fTls ? fTls->next_layer() : *fPlain; }
 
+  /// As server or client; encrypted connections only.
   template <class Handler>
-  void handshake(Handler&& handler) {
-    fTls->async_handshake(net::ssl::stream_base::server, std::forward<Handler>(handler));
+  void handshake(net::ssl::stream_base::handshake_type side, Handler&& handler) {
+    fTls->async_handshake(side, std::forward<Handler>(handler));
   }
 
   // NOLINTBEGIN(readability-identifier-naming): Asio's names

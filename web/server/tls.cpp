@@ -18,9 +18,8 @@ std::unique_ptr<ssl::context> makeTls(const std::string& certificateFile,
   context->set_options(ssl::context::single_dh_use | SSL_OP_NO_RENEGOTIATION);
   try {
     // Nobody is asked for a password at the terminal.
-    context->set_password_callback([](std::size_t, ssl::context::password_purpose) {
-      return std::string();
-    });
+    context->set_password_callback(
+        [](std::size_t, ssl::context::password_purpose) { return std::string(); });
     context->use_certificate_chain(boost::asio::buffer(files.certificate));
     context->use_private_key(boost::asio::buffer(files.key), ssl::context::pem);
   } catch (const boost::system::system_error&) {

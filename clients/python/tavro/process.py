@@ -67,6 +67,8 @@ class RobotProcess:
         command = [program, "--model", find_model(model, program),
                    "--listen", listen,
                    "--socket", socket or os.path.join(self._folder, "robot.sock"), *args]
+        if "--page" not in args:
+            command += ["--page", "none"]
         self.popen = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.PIPE,
                                       stderr=subprocess.PIPE, text=True, errors="replace")
         self.log: collections.deque[str] = collections.deque(maxlen=1000)

@@ -85,6 +85,23 @@ TEST(CallScope, WorksInTheNameOfTheInnermostOwner) {
   EXPECT_EQ(xo::CallScope::currentEnding(), &first);
 }
 
+TEST(CallScope, TellsTheOriginOfTheInnermostCallThatHasOne) {
+  EXPECT_EQ(xo::CallScope::currentOrigin(), 0u);
+  {
+    xo::CallScope outer(nullptr, nullptr, 7);
+    EXPECT_EQ(xo::CallScope::currentOrigin(), 7u);
+    xo::CallScope inherits(nullptr);
+    EXPECT_EQ(xo::CallScope::currentOrigin(), 7u);
+    {
+      xo::CallScope other(nullptr, nullptr, 8);
+      EXPECT_EQ(xo::CallScope::currentOrigin(), 8u);
+    }
+    EXPECT_EQ(xo::CallScope::currentOrigin(), 7u);
+    std::thread([] { EXPECT_EQ(xo::CallScope::currentOrigin(), 0u); }).join();
+  }
+  EXPECT_EQ(xo::CallScope::currentOrigin(), 0u);
+}
+
 TEST(CallScope, SeesAStopWhenItsOwnerEnds) {
   xo::Ending ending;
   xo::CallScope scope(&ending);

@@ -136,10 +136,11 @@ void HBMotion::xPublish() {
 
   functionName("getLEDOrigins", kName, "For which call LEDs were last written.");
   addParam("keys", "From listLEDs. An unknown one is refused (invalid_argument).");
-  setReturn("calls",
-            "For each key the number of the call from outside the robot for which key frames of "
-            "that LED were last taken over, as the robot's list of calls tells it; 0 when the robot "
-            "did so by itself (a step of a blink), or never.");
+  setReturn(
+      "calls",
+      "For each key the number of the call from outside the robot for which key frames of "
+      "that LED were last taken over, as the robot's list of calls tells it; 0 when the robot "
+      "did so by itself (a step of a blink), or never.");
   addMethodExample("python", "call = proxy.getLEDOrigins(proxy.listLEDs()[:1])[0]");
   advertiseMethod(this, &HBMotion::getLEDOrigins);
 }

@@ -233,6 +233,38 @@ TEST_F(HBMotionTest, RefusesTheStateOfAnUnknownLed) {
   }
 }
 
+TEST_F(HBMotionTest, TellsForWhichCallEachLedWasLastWritten) {
+  load();
+  const auto origins = [&] {
+    return motion->call<std::vector<int>>("getLEDOrigins", motion->call<Keys>("listLEDs"));
+  };
+  EXPECT_THAT(origins(), ElementsAre(0, 0, 0));
+  {
+    const xo::CallScope client(nullptr, nullptr, 41);
+    animate({key("Chest"), key("Face/Red")}, {{0}, {1}}, {{1}, {1}});
+  }
+  EXPECT_THAT(origins(), ElementsAre(41, 0, 41));
+  {
+    const xo::CallScope client(nullptr, nullptr, 42);
+    animate({key("Face/Red"), key("Face/Blue")}, {{2}, {}}, {{1}, {}});
+    EXPECT_EQ(refusal({key("Chest")}, {{-1}}, {{0}}).substr(0, 8), "HBMotion");
+  }
+  EXPECT_THAT(origins(), ElementsAre(41, 0, 42)) << "nothing was taken over for the others";
+  animate({key("Face/Red")}, {{0}}, {{0}});
+  EXPECT_THAT(origins(), ElementsAre(41, 0, 0)) << "the robot's own doing";
+}
+
+TEST_F(HBMotionTest, RefusesTheOriginOfAnUnknownLed) {
+  load();
+  try {
+    motion->call<std::vector<int>>("getLEDOrigins", Keys{key("Chest"), key("Nose")});
+    FAIL() << "no exception";
+  } catch (const std::invalid_argument& error) {
+    EXPECT_THAT(error.what(), StartsWith("HBMotion: getLEDOrigins: key 1"));
+    EXPECT_THAT(error.what(), HasSubstr("Nose"));
+  }
+}
+
 TEST_F(HBMotionTest, MovesOnFromWhatTheMemoryHoldsWhenItIsLoaded) {
   memory->insertData(key("Chest"), 1.0f);
   memory->insertData(key("Face/Red"), kInfinity);
