@@ -107,21 +107,29 @@ class Page {
     }
   }
 
-  async xWelcome(robot) {
+  xWelcome(robot) {
     const before = this.robot;
     this.robot = robot;
     setText(byId("robot-name"), robot.robot);
     document.title = robot.robot;
     byId("role").hidden = robot.role === "operator";
     setText(byId("role"), robot.role);
-    const news = !before ? "Live" : before.start === robot.start ? "Live again" : "Live: the robot restarted";
+    this.news = !before ? "Live" : before.start === robot.start ? "Live again" : "Live: the robot restarted";
+    this.xSettle();
+  }
+
+  /** Finds out what there is; a robot that has just started may not have it yet. */
+  async xSettle() {
+    if (this.link.state !== "live") return;
     try {
       await this.xMeet();
     } catch (error) {
-      if (error.kind !== "lost") setText(byId("link-state"), error.message);
+      if (error.kind === "lost") return;
+      setText(byId("link-state"), error.message);
+      setTimeout(() => this.xSettle(), EVERY / 2);
       return;
     }
-    setText(byId("link-state"), news);
+    setText(byId("link-state"), this.news);
     this.xWatch();
     this.xPoll();
     this.logbook.start();

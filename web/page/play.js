@@ -23,14 +23,17 @@ export class Play {
     this.showRunning([]);
   }
 
-  /** @param {string[]} services that stand now */
+  /** @param {string[]} services that stand now; the one that is shown stays when it goes, and goes on when it is back */
   async showServices(services) {
-    const wanted = this.service.value || FIRST_SERVICE;
     if (services.join() !== this.services) {
       this.services = services.join();
       this.described.clear();
-      fill(this.service, ...services.map((name) => el("option", { value: name, text: name })));
-      await this.chooseService(services.includes(wanted) ? wanted : services[0]);
+      const shown = this.form?.service ?? FIRST_SERVICE;
+      const isGone = this.form !== undefined && !services.includes(shown);
+      fill(this.service, ...(isGone ? [el("option", { value: shown, text: `${shown} (gone)` })] : []),
+        ...services.map((name) => el("option", { value: name, text: name })));
+      this.service.value = shown;
+      if (!isGone) await this.chooseService(services.includes(shown) ? shown : services[0]);
     }
     this.form?.refresh();
   }
@@ -47,7 +50,10 @@ export class Play {
     this.xList();
     const methods = this.xSorted();
     const chosen = methods.find((method) => this.form?.service === name && method.signature === this.form.method.signature && method.name === this.form.method.name);
-    if (chosen) return;
+    if (chosen) {
+      this.form.method = chosen;
+      return this.xMark();
+    }
     const first = methods.find((method) => method.name === FIRST_METHOD && method.parameters.some((one) => one.name === "rgb"));
     this.choose(first ?? methods[0]);
   }
