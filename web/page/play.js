@@ -44,6 +44,7 @@ export class Play {
     try {
       if (!this.described.has(name)) this.described.set(name, (await this.app.request("describe", { service: name })).service);
     } catch (error) {
+      this.services = undefined; // asked again with the next ones
       return fill(this.list, el("p", { class: "error", text: error.message }));
     }
     if (this.service.value !== name) return;

@@ -85,7 +85,7 @@ function headAround(band, rings) {
   if (lacking > 0) [top, bottom] = [top - 0.6 * lacking, bottom + 0.4 * lacking];
   const box = { left: x - half, right: x + half, top, bottom };
   const shapes = ears.map(({ area, box: ear }) => ({ kind: "ear", path: earPath(ear, rings.find((one) => one.area === area)), box: padded(ear, 3) }));
-  shapes.push({ kind: "head", path: headPath(box), box });
+  shapes.push({ kind: "head", path: bodyPath(HEAD, box), box });
   const eyes = rings.filter((ring) => band.some((place) => place.area === ring.area) && !ears.some((ear) => ear.area === ring.area));
   if (eyes.length > 0) {
     const visor = padded(boxAround(eyes.map(ringBox)), 0.35 * eyes[0].thickness);
@@ -137,7 +137,7 @@ function trunkUnder(head, bands, ground) {
     shapes.push(...feet.map((foot) => ({ kind: "trunk", path: roundedPath(foot, 0.42 * heightOf(foot)), box: foot })));
   }
   const box = { left: x - half, right: x + half, top: shoulder, bottom: hip };
-  shapes.push({ kind: "trunk", path: feet ? torsoPath(x, half, shoulder, hip) : gownPath(x, half, shoulder, ground), box });
+  shapes.push({ kind: "trunk", path: bodyPath(feet ? TORSO : GOWN, box), box });
   const arm = half * 1.62;
   return { shapes, shoulders: padded(box, 0.2 * half), box: { left: x - arm, right: x + arm, top: shoulder, bottom: ground + 0.1 * half } };
 }
@@ -188,37 +188,21 @@ function roundedPath({ left, top, right, bottom }, radius) {
     `L${p(left + r, bottom)}${turn(left, bottom - r)}L${p(left, top + r)}${turn(left + r, top)}Z`;
 }
 
-/** Round above, a little narrower at the chin. */
-function headPath({ left, top, right, bottom }) {
-  const [x, w, h] = [(left + right) / 2, right - left, bottom - top];
-  const side = (s) => ({ edge: x + (s * w) / 2, chin: x + s * 0.4 * w, bottom: x + s * 0.2 * w });
-  const [l, r] = [side(-1), side(1)];
-  return `M${p(x, top)}C${p(x + 0.34 * w, top)} ${p(r.edge, top + 0.14 * h)} ${p(r.edge, top + 0.47 * h)}` +
-    `C${p(r.edge, top + 0.74 * h)} ${p(r.chin, bottom)} ${p(r.bottom, bottom)}L${p(l.bottom, bottom)}` +
-    `C${p(l.chin, bottom)} ${p(l.edge, top + 0.74 * h)} ${p(l.edge, top + 0.47 * h)}` +
-    `C${p(l.edge, top + 0.14 * h)} ${p(x - 0.34 * w, top)} ${p(x, top)}Z`;
-}
-
+/**
+ * Outlines of parts, from the middle or the neck down their right side: curves of three points each; how far out in
+ * halves of the part's width, how far down in its heights.
+ */
+const HEAD = [[0, 0], [0.68, 0], [1, 0.14], [1, 0.47], [1, 0.74], [0.8, 1], [0.4, 1]];
 /** Shoulders that narrow to the hips. */
-function torsoPath(x, half, top, bottom) {
-  const h = bottom - top;
-  const edge = (s) => ({ neck: x + s * 0.5 * half, out: x + s * 1.04 * half, hip: x + s * 0.8 * half, end: x + s * 0.4 * half });
-  const [l, r] = [edge(-1), edge(1)];
-  return `M${p(l.neck, top)}L${p(r.neck, top)}C${p(r.out, top)} ${p(r.out, top + 0.1 * h)} ${p(r.out, top + 0.3 * h)}` +
-    `C${p(r.out, top + 0.62 * h)} ${p(r.hip, top + 0.7 * h)} ${p(r.hip, top + 0.84 * h)}` +
-    `C${p(r.hip, bottom)} ${p(r.end, bottom)} ${p(r.end, bottom)}L${p(l.end, bottom)}` +
-    `C${p(l.end, bottom)} ${p(l.hip, bottom)} ${p(l.hip, top + 0.84 * h)}` +
-    `C${p(l.hip, top + 0.7 * h)} ${p(l.out, top + 0.62 * h)} ${p(l.out, top + 0.3 * h)}` +
-    `C${p(l.out, top + 0.1 * h)} ${p(l.out, top)} ${p(l.neck, top)}Z`;
-}
+const TORSO = [[0.5, 0], [1.04, 0], [1.04, 0.1], [1.04, 0.3], [1.04, 0.62], [0.8, 0.7], [0.8, 0.84], [0.8, 1], [0.4, 1], [0.4, 1]];
+/** Shoulders, a waist, and a wide foot: for robots whose LEDs tell of no feet. */
+const GOWN = [[0.45, 0], [0.95, 0], [1.1, 0.03], [1.06, 0.13], [1, 0.3], [0.64, 0.32], [0.62, 0.5], [0.6, 0.66], [0.82, 0.72], [0.84, 0.92],
+  [0.85, 0.98], [0.8, 1], [0.6, 1]];
 
-/** Shoulders, a waist, and a wide foot: for robots whose LEDs tell of no feet. Across in halves, down in heights. */
-const GOWN = [[0.45, 0], [0.95, 0], [1.1, 0.03], [1.06, 0.13], [1, 0.3], [0.64, 0.32], [0.62, 0.5], [0.6, 0.66], [0.82, 0.72], [0.84, 0.93],
-  [0.85, 1], [0.6, 1]];
-
-function gownPath(x, half, top, bottom) {
-  const edge = (side) => GOWN.map(([across, down]) => p(x + side * across * half, top + down * (bottom - top)));
-  const [l, r] = [edge(-1), edge(1)];
-  return `M${l[0]}L${r[0]}C${r[1]} ${r[2]} ${r[3]}C${r[4]} ${r[5]} ${r[6]}C${r[7]} ${r[8]} ${r[9]}Q${r[10]} ${r[11]}L${l[11]}` +
-    `Q${l[10]} ${l[9]}C${l[8]} ${l[7]} ${l[6]}C${l[5]} ${l[4]} ${l[3]}C${l[2]} ${l[1]} ${l[0]}Z`;
+/** An outline and its mirror image. */
+function bodyPath(outline, { left, right, top, bottom }) {
+  const [x, half, height] = [(left + right) / 2, (right - left) / 2, bottom - top];
+  const side = (sign) => outline.map(([across, down]) => p(x + sign * across * half, top + down * height));
+  const [there, back] = [side(1), side(-1).reverse()];
+  return `M${there[0]}C${there.slice(1).join(" ")}L${back[0]}C${back.slice(1).join(" ")}Z`;
 }

@@ -151,7 +151,8 @@ export class Stage {
   xTip(led, shape) {
     this.tip.hidden = led === undefined;
     if (led === undefined) return;
-    setText(this.tip, `${this.model.leds[led].label}  ${this.describe(led)}`);
+    const channels = this.live.channels(led);
+    setText(this.tip, `${this.model.leds[led].label} ${askedHex(channels) || percent(channels[0].value || 0)}`);
     const stage = this.root.getBoundingClientRect();
     const box = shape.getBoundingClientRect();
     const left = Math.min(Math.max(box.left - stage.left, 6), Math.max(6, stage.width - this.tip.offsetWidth - 6));

@@ -125,7 +125,7 @@ export class Timeline {
 
   xRoom() {
     const legend = this.plot?.root.querySelector(".u-legend")?.offsetHeight ?? 24;
-    return { width: Math.max(200, this.place.clientWidth), height: Math.max(110, this.place.clientHeight - legend - 4) };
+    return { width: Math.max(200, this.place.clientWidth), height: Math.max(86, this.place.clientHeight - legend - 4) };
   }
 
   xSize() {
