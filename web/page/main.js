@@ -176,7 +176,7 @@ class Page {
   }
 
   async xWatch() {
-    if (document.hidden || this.link.state !== "live") return;
+    if (document.hidden || !this.isLive()) return;
     this.live.forget();
     this.show.begin();
     try {

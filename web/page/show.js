@@ -21,7 +21,6 @@ export class Show {
   begin() {
     this.quickest = Infinity;
     this.unseen = undefined;
-    this.isFirst = true;
   }
 
   /** Takes a frame over; it is painted with the next picture. */
@@ -32,8 +31,7 @@ export class Show {
     this.lag = performance.now() - frame.at; // of clocks that do not start together
     this.dropped = frame.dropped;
     this.unseen = frame.frame;
-    if (this.isFrozen && !this.isFirst) return this.xSeen();
-    this.isFirst = false;
+    if (this.isFrozen && frame.keys.length === 0) return this.xSeen(); // what is new is shown all the same
     this.xAsk();
   }
 
@@ -75,7 +73,7 @@ export class Show {
   }
 
   xTellFrozen() {
-    this.button.setAttribute("aria-pressed", String(this.isFrozen));
+    this.button.classList.toggle("primary", this.isFrozen);
     setText(this.button, this.isFrozen ? "Go live" : "Pause");
     byId("frozen").hidden = !this.isFrozen;
   }
