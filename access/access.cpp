@@ -187,15 +187,15 @@ void Access::end(const Ticket& ticket, const Outcome& outcome) {
   }
   const auto now = std::chrono::steady_clock::now();
   const auto wallNow = std::chrono::system_clock::now();
-  const std::string args = argsText(ticket.args);
-  const std::string kind = Latest::kindOf(*ticket.service, *ticket.method, ticket.args);
+  const ArgsText args(ticket.args);
+  const auto kind = Latest::kindOf(*ticket.service, *ticket.method, args.first());
   const auto duration = std::chrono::duration_cast<std::chrono::microseconds>(now - ticket.since);
   const auto write = [&](CallRecord& record) {  // reuses the strings that stand there
     record.id = ticket.id;
     record.client = *ticket.client;
     record.service = *ticket.service;
     record.method = *ticket.method;
-    record.args = args;
+    record.args = args.text;
     record.duration = duration;
     record.when = wallNow - duration;
     record.error.assign(outcome.errorText, 0, kErrorBytesKept);
@@ -307,7 +307,7 @@ CallRecord Access::recordOf(const Ticket& running) {
   record.client = *running.client;
   record.service = *running.service;
   record.method = *running.method;
-  record.args = argsText(running.args);
+  record.args = std::move(ArgsText(running.args).text);
   record.duration = duration_cast<microseconds>(std::chrono::steady_clock::now() - running.since);
   record.when = std::chrono::system_clock::now() - record.duration;
   return record;

@@ -1,19 +1,18 @@
 #include "access/latest.h"
 
+#include <functional>
 #include <utility>
 
 namespace door {
 
-std::string Latest::kindOf(const std::string& service, const std::string& method,
-                           std::span<const HB::HBValue> args) {
-  std::string kind;
-  kind.reserve(service.size() + method.size() + 32);
-  kind.append(service).append(1, '.').append(method).append(1, ' ');
-  if (!args.empty()) kind += args.front().toText(CallRecord::kArgsBytes);
-  return kind;
+Latest::Kind Latest::kindOf(std::string_view service, std::string_view method,
+                            std::string_view firstArg) {
+  constexpr std::hash<std::string_view> kHash;
+  constexpr Kind kOdd = 0x9e3779b97f4a7c15U;  // so that the three do not change places
+  return (kHash(service) * kOdd + kHash(method)) * kOdd + kHash(firstArg);
 }
 
-CallRecord& Latest::note(const std::string& kind) {
+CallRecord& Latest::note(Kind kind) {
   const std::size_t slot = slotFor(kind);
   if (slot != fNewest) {
     unlink(slot);
@@ -22,19 +21,20 @@ CallRecord& Latest::note(const std::string& kind) {
   return fSlots[slot].record;
 }
 
-std::size_t Latest::slotFor(const std::string& kind) {
+std::size_t Latest::slotFor(Kind kind) {
   const auto found = fByKind.find(kind);
   if (found != fByKind.end()) return found->second;
   if (fSlots.size() < kMost) {
-    const auto added = fByKind.emplace(kind, fSlots.size()).first;
-    fSlots.emplace_back().kind = &added->first;
-    makeNewest(fSlots.size() - 1);
-    return fSlots.size() - 1;
+    const std::size_t slot = fSlots.size();
+    fByKind.emplace(kind, slot);
+    fSlots.emplace_back().kind = kind;
+    makeNewest(slot);
+    return slot;
   }
-  auto node = fByKind.extract(*fSlots[fOldest].kind);
+  auto node = fByKind.extract(fSlots[fOldest].kind);
   node.key() = kind;
-  const auto moved = fByKind.insert(std::move(node)).position;
-  fSlots[fOldest].kind = &moved->first;
+  fByKind.insert(std::move(node));
+  fSlots[fOldest].kind = kind;
   return fOldest;
 }
 

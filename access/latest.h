@@ -3,8 +3,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <span>
-#include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
@@ -13,19 +11,19 @@
 
 namespace door {
 
-/// Remembers one call for each service, method and first argument; of more than `kMost` such kinds
-/// the one that was not called for longest is forgotten. Not synchronised; cheap: strings that
-/// stand there are used again.
+/// Remembers one call for each service, method and first argument (as far as its text is kept); of
+/// more than `kMost` such kinds the one that was not called for longest is forgotten. Not
+/// synchronised; cheap: strings that stand there are used again.
 class Latest {
  public:
   static constexpr std::size_t kMost = 1024;
 
-  /// What makes calls one of a kind.
-  static std::string kindOf(const std::string& service, const std::string& method,
-                            std::span<const HB::HBValue> args);
+  /// Stands for calls of one kind: a hash, for which 64 bits suffice.
+  using Kind = std::uint64_t;
+  static Kind kindOf(std::string_view service, std::string_view method, std::string_view firstArg);
 
   /// Where to write the newest call, of that kind. Good until the next call.
-  CallRecord& note(const std::string& kind);
+  CallRecord& note(Kind kind);
   /// Runs `look(record)` for each, oldest first.
   template <class Look>
   void forEach(Look look) const {
@@ -37,16 +35,16 @@ class Latest {
   static constexpr std::size_t kNone = static_cast<std::size_t>(-1);
   struct Slot {
     CallRecord record;
-    const std::string* kind = nullptr;  // the key of fByKind
+    Kind kind = 0;
     std::size_t older = kNone;
     std::size_t newer = kNone;
   };
-  std::size_t slotFor(const std::string& kind);
+  std::size_t slotFor(Kind kind);
   void unlink(std::size_t slot);
   void makeNewest(std::size_t slot);
 
   std::vector<Slot> fSlots;
-  std::unordered_map<std::string, std::size_t> fByKind;
+  std::unordered_map<Kind, std::size_t> fByKind;
   std::size_t fOldest = kNone;
   std::size_t fNewest = kNone;
 };

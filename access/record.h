@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "access/client.h"
 #include "framework/value/hb_value.h"
@@ -25,7 +26,13 @@ struct CallRecord {
   std::string error;                      ///< the start of its text, "" when it succeeded
 };
 
-/// `["FaceLeds", 1.0]`, cut as `CallRecord::args`.
-std::string argsText(std::span<const HB::HBValue> args);
+/// Arguments as people write them.
+struct ArgsText {
+  std::string text = "[";    ///< `["FaceLeds", 1.0]`, cut as `CallRecord::args`
+  std::size_t firstEnd = 1;  ///< where the first one ends in it
+
+  explicit ArgsText(std::span<const HB::HBValue> args);
+  std::string_view first() const { return std::string_view(text).substr(1, firstEnd - 1); }
+};
 
 }  // namespace door

@@ -12,7 +12,7 @@ using HB::HBValue;
 using testing::ElementsAre;
 using testing::EndsWith;
 
-std::string textOf(const std::vector<HBValue>& args) { return argsText(args); }
+std::string textOf(const std::vector<HBValue>& args) { return ArgsText(args).text; }
 
 TEST(ArgsText, IsTheListAsPeopleWriteIt) {
   EXPECT_EQ(textOf({}), "[]");
@@ -36,7 +36,7 @@ TEST(ArgsText, IsCutHoweverLongTheArgumentsAre) {
 class LatestTest : public testing::Test {
  protected:
   void note(const std::string& method, const std::vector<HBValue>& args, std::uint64_t id) {
-    fLatest.note(Latest::kindOf("S", method, args)).id = id;
+    fLatest.note(Latest::kindOf("S", method, ArgsText(args).first())).id = id;
   }
   std::vector<std::uint64_t> ids() const {
     std::vector<std::uint64_t> all;
