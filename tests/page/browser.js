@@ -5,7 +5,10 @@ import { chromium } from "playwright-core";
 import { becomes } from "./robot.js";
 
 export const launch = () =>
-  chromium.launch({ executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium", args: ["--no-sandbox", "--disable-gpu"] });
+  chromium.launch({
+    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
+    args: ["--no-sandbox", "--disable-gpu"],
+  });
 
 /**
  * Opens the page and waits until it shows the robot. What the browser has to complain about is collected in
@@ -37,7 +40,9 @@ export async function isLive(page) {
 
 /** Ends a page that must have had nothing to complain about, but for what the test itself did. */
 export async function close(page) {
-  const complaints = page.complaints.filter((text) => !text.includes("Multiple readback operations using getImageData"));
+  const complaints = page.complaints.filter(
+    (text) => !text.includes("Multiple readback operations using getImageData"),
+  );
   assert.deepEqual(complaints, []);
   await page.context().close();
 }
@@ -45,7 +50,9 @@ export async function close(page) {
 /** Where an LED is on the page: the middle of what keyboard and screen reader know it by. */
 export const middleOf = (page, label) =>
   page.evaluate((wanted) => {
-    const shape = [...document.querySelectorAll(".led[role=option]")].find((one) => one.getAttribute("aria-label").split(":")[0] === wanted);
+    const shape = [...document.querySelectorAll(".led[role=option]")].find(
+      (one) => one.getAttribute("aria-label").split(":")[0] === wanted,
+    );
     const length = shape.getTotalLength();
     // The mean of points along the outline lies inside, in a piece of a ring too.
     let [x, y] = [0, 0];

@@ -46,7 +46,10 @@ function mostTurns(values) {
 const shownTurns = (frames) => mostTurns(frames.map(({ now, shown }) => ({ now, value: brightness(shown) })));
 const WHITE = [1, 1, 1];
 const BLACK = [0, 0, 0];
-const square = (hertz, on = WHITE, off = BLACK) => (_, now) => ((now * hertz * 2) / 1000) % 2 < 1 ? on : off;
+const square =
+  (hertz, on = WHITE, off = BLACK) =>
+  (_, now) =>
+    ((now * hertz * 2) / 1000) % 2 < 1 ? on : off;
 
 for (const hertz of [4, 5, 8, 12.5, 25]) {
   test(`a light that blinks ${hertz} times a second is limited to three flashes`, () => {

@@ -27,10 +27,14 @@ class Watcher {
 
   static async open(to) {
     const watcher = new Watcher();
-    watcher.socket = new WebSocket(`${to.url.replace("http", "ws").replace(/\/$/, "")}/socket`, { perMessageDeflate: false });
+    watcher.socket = new WebSocket(`${to.url.replace("http", "ws").replace(/\/$/, "")}/socket`, {
+      perMessageDeflate: false,
+    });
     watcher.socket.on("message", (data) => watcher.take(JSON.parse(data)));
     watcher.socket.on("error", (error) => watcher.errors.push(error.message));
-    await new Promise((resolve, reject) => watcher.socket.once("open", resolve).once("close", () => reject(new Error("closed"))));
+    await new Promise((resolve, reject) =>
+      watcher.socket.once("open", resolve).once("close", () => reject(new Error("closed"))),
+    );
     watcher.say({ id: 1, op: "hello", name: "watcher" });
     watcher.say({ id: 2, op: "watch", pattern: KEYS });
     return watcher;
@@ -60,14 +64,21 @@ test("fifty pages at once are served while motion goes on", async (t) => {
   await robot.does("off", "AllLeds");
   await robot.does("fade", "FaceLeds", "1", "3");
   await robot.does("--wait", "fade", "ChestLeds", "1", "3");
-  await becomes(() => watchers.every((watcher) => watcher.values.get(CHEST) === 1), "all to have the end of the fade");
+  await becomes(
+    () => watchers.every((watcher) => watcher.values.get(CHEST) === 1),
+    "all to have the end of the fade",
+  );
   for (const watcher of watchers) {
     assert.deepEqual(watcher.errors, []);
     assert.ok(watcher.frames > 20, `${watcher.frames} frames`);
   }
   const gaps = watchers.flatMap(({ at }) => at.slice(2).map((now, i) => now - at[i + 1])).sort((a, b) => a - b);
-  const [frames, dropped] = ["frames", "dropped"].map((what) => watchers.reduce((sum, watcher) => sum + watcher[what], 0));
-  t.diagnostic(`${frames} frames, ${dropped} dropped; between two: median ${gaps[gaps.length >> 1]} ms, most ${gaps.at(-1)} ms`);
+  const [frames, dropped] = ["frames", "dropped"].map((what) =>
+    watchers.reduce((sum, watcher) => sum + watcher[what], 0),
+  );
+  t.diagnostic(
+    `${frames} frames, ${dropped} dropped; between two: median ${gaps[gaps.length >> 1]} ms, most ${gaps.at(-1)} ms`,
+  );
   await isSeen(page, "ChestLeds", colors.white, "white");
   watchers.forEach((watcher) => watcher.close());
   assert.deepEqual(page.complaints, []);
@@ -109,16 +120,25 @@ test("a robot that is killed is looked for, and its restart is told", async () =
   await choose(page, "setIntensity name, intensity");
   await type(page, "name", "ChestLeds");
   await first.kill();
-  await becomes(async () => (await linkState(page)).startsWith("The robot is gone; looking for it…"), "the page to miss it");
+  await becomes(
+    async () => (await linkState(page)).startsWith("The robot is gone; looking for it…"),
+    "the page to miss it",
+  );
   assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
   const second = await Robot.start({ port: first.port, folder: first.folder });
   try {
-    await becomes(async () => (await linkState(page)) === "Live: the robot restarted", "the page to tell the restart");
+    await becomes(
+      async () => (await linkState(page)) === "Live: the robot restarted",
+      "the page to tell the restart",
+    );
     assert.ok(await page.locator("#leds").isVisible());
     assert.equal(await field(page, "name").inputValue(), "ChestLeds");
     await second.does("fadeRGB", "ChestLeds", "blue", "0");
     await isSeen(page, "ChestLeds", colors.blue, "blue");
-    await becomes(async () => page.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(), "calls to be possible again");
+    await becomes(
+      async () => page.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(),
+      "calls to be possible again",
+    );
     // What the browser itself says of connections that fail, and nothing else.
     const rest = page.complaints.filter((text) => !/WebSocket connection to .* failed/.test(text));
     assert.deepEqual(rest, []);

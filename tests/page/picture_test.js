@@ -9,15 +9,22 @@ import { arrange } from "../../web/page/views.js";
 const led = (index, x, y, more = {}) => ({ index, x, y, shape: "circle", width: 6, height: 6, angle: 0, ...more });
 
 /** Eight sectors around a middle, the first at the top, clockwise as one sees it. */
-const ring = (from, x, y, radius) => Array.from({ length: 8 }, (_, i) => {
-  const turn = (i * Math.PI) / 4;
-  const more = { shape: "sector", width: 12, height: 6, angle: (360 - 45 * i) % 360 };
-  return led(from + i, x + radius * Math.sin(turn), y + radius * Math.cos(turn), more);
-});
+const ring = (from, x, y, radius) =>
+  Array.from({ length: 8 }, (_, i) => {
+    const turn = (i * Math.PI) / 4;
+    const more = { shape: "sector", width: 12, height: 6, angle: (360 - 45 * i) % 360 };
+    return led(from + i, x + radius * Math.sin(turn), y + radius * Math.cos(turn), more);
+  });
 const eyes = [...ring(0, -28, 520, 18), ...ring(8, 28, 520, 18)];
 
 test("channels of one LED add up", () => {
-  const light = blend([{ color: "red", value: 1 }, { color: "green", value: 0.5 }], []);
+  const light = blend(
+    [
+      { color: "red", value: 1 },
+      { color: "green", value: 0.5 },
+    ],
+    [],
+  );
   assert.deepEqual(light, [1, 0.5, 0]);
   assert.deepEqual(blend([{ color: "white", value: 0.25 }], []), [0.25, 0.25, 0.25]);
   assert.deepEqual(blend([{ color: "red", value: NaN }], []), [0, 0, 0]);
@@ -38,7 +45,13 @@ test("colours are read and written in the ways that people use", () => {
   assert.equal(parseRgb("0x"), undefined);
   assert.equal(rgbText(255), "0x0000ff");
   assert.equal(rgbHash(0xff8000), "#ff8000");
-  assert.equal(askedHex([{ color: "red", value: 1 }, { color: "blue", value: 0.5 }]), "#ff0080");
+  assert.equal(
+    askedHex([
+      { color: "red", value: 1 },
+      { color: "blue", value: 0.5 },
+    ]),
+    "#ff0080",
+  );
   assert.equal(askedHex([{ color: "amber", value: 1 }]), "");
 });
 
@@ -48,14 +61,28 @@ test("sectors find their ring, and both eyes are one area", () => {
   for (const { x, y, radius } of rings) {
     assert.ok(Math.abs(Math.abs(x) - 28) < 1e-6 && Math.abs(y + 520) < 1e-6 && Math.abs(radius - 18) < 1e-6);
   }
-  assert.deepEqual(areasOf(placed, rings).map((area) => area.length), [16]);
-  assert.deepEqual(areasOf(placed, []).map((area) => area.length), [8, 8]);
+  assert.deepEqual(
+    areasOf(placed, rings).map((area) => area.length),
+    [16],
+  );
+  assert.deepEqual(
+    areasOf(placed, []).map((area) => area.length),
+    [8, 8],
+  );
 });
 
 test("LEDs without a position stand in rows", () => {
-  const { placed, rows } = placeLeds([led(0, 1, 2), led(1), led(2), led(3, undefined, undefined, { width: 900, height: 900 })]);
+  const { placed, rows } = placeLeds([
+    led(0, 1, 2),
+    led(1),
+    led(2),
+    led(3, undefined, undefined, { width: 900, height: 900 }),
+  ]);
   assert.equal(placed.length, 1);
-  assert.deepEqual(rows.map((one) => one.led), [1, 2, 3]);
+  assert.deepEqual(
+    rows.map((one) => one.led),
+    [1, 2, 3],
+  );
   assert.ok(rows[2].box.right - rows[2].box.left < 14);
   assert.equal(new Set(rows.map((one) => one.area)).size, 3);
 });
@@ -73,9 +100,12 @@ test("a head with eyes, ears and a trunk with feet is made out of positions", ()
   assert.ok(body.closeUp.top > body.body.top - 20 && body.closeUp.bottom < -400);
 });
 
-for (const [what, leds] of [["one LED", [led(0, 0, 0)]], ["two in one place", [led(0, 5, 5), led(1, 5, 5)]],
+for (const [what, leds] of [
+  ["one LED", [led(0, 0, 0)]],
+  ["two in one place", [led(0, 5, 5), led(1, 5, 5)]],
   ["LEDs without size", [led(0, 0, 0, { width: 0, height: 0 }), led(1, 10000, -10000, { width: 0, height: 0 })]],
-  ["five hundred", Array.from({ length: 500 }, (_, i) => led(i, (i % 25) * 12, Math.floor(i / 25) * 12))]]) {
+  ["five hundred", Array.from({ length: 500 }, (_, i) => led(i, (i % 25) * 12, Math.floor(i / 25) * 12))],
+]) {
   test(`${what} can be drawn`, () => {
     const { placed, rows, rings } = placeLeds(leds);
     const body = bodyAround(placed, rings);
@@ -88,18 +118,32 @@ test("views stay on the stage and show every LED", () => {
   const leds = [...eyes, led(16, 0, 370), led(17, -50, 22), led(18, 50, 22), led(19)];
   const { placed, rows, rings } = placeLeds(leds);
   const scene = { placed, rows, ...bodyAround(placed, rings) };
-  for (const [width, height] of [[320, 280], [560, 700], [900, 560], [2000, 900], [5, 5]]) {
+  for (const [width, height] of [
+    [320, 280],
+    [560, 700],
+    [900, 560],
+    [2000, 900],
+    [5, 5],
+  ]) {
     const views = arrange(scene, width, height);
     assert.equal(new Set(views.flatMap((view) => view.places.map((place) => place.led))).size, 20);
     for (const view of views) {
-      assert.ok(view.left >= 0 && view.top >= 0 && view.left + view.width <= Math.max(width, 13) + 0.01, JSON.stringify(view.box));
+      assert.ok(
+        view.left >= 0 && view.top >= 0 && view.left + view.width <= Math.max(width, 13) + 0.01,
+        JSON.stringify(view.box),
+      );
       assert.ok(view.top + view.height <= Math.max(height, 13) + 0.01);
     }
   }
 });
 
 test("arrow keys go to the nearest LED on that side", () => {
-  const spots = [{ x: 0, y: 0 }, { x: 10, y: 1 }, { x: 30, y: 0 }, { x: 2, y: 12 }];
+  const spots = [
+    { x: 0, y: 0 },
+    { x: 10, y: 1 },
+    { x: 30, y: 0 },
+    { x: 2, y: 12 },
+  ];
   assert.equal(nearest(spots, spots[0], 1, 0), spots[1]);
   assert.equal(nearest(spots, spots[1], 1, 0), spots[2]);
   assert.equal(nearest(spots, spots[0], 0, 1), spots[3]);

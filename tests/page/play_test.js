@@ -19,7 +19,10 @@ after(async () => {
 });
 
 const outcome = (page) => page.locator(".result");
-const done = (page) => outcome(page).getByText(/^Done in/).waitFor();
+const done = (page) =>
+  outcome(page)
+    .getByText(/^Done in/)
+    .waitFor();
 const codeOf = (page, what) => page.getByLabel(`the ${what}`, { exact: true }).textContent();
 const intensity = async (device) => Number(await robot.does("getIntensity", device));
 
@@ -76,7 +79,10 @@ test("what cannot be read is told at its field, and nothing is called", async ()
   const page = await open(browser, robot.url);
   await choose(page, "fadeListRGB name, rgbList, timeList");
   await type(page, "rgbList", "[1,");
-  await page.locator(".field .error").getByText(/^not JSON: /).waitFor();
+  await page
+    .locator(".field .error")
+    .getByText(/^not JSON: /)
+    .waitFor();
   assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
   await type(page, "rgbList", "[0xff0000]");
   await type(page, "timeList", "[0.0]");
@@ -110,12 +116,21 @@ test("the lines for shell and Python run as they stand", async () => {
   assert.ok((await robot.does("listGroups")).split("\n").includes(odd));
 
   await choose(page, "fadeRGB name, red, green, blue, duration");
-  for (const [one, text] of [["name", odd], ["red", "0.25"], ["green", "1"], ["blue", "0"], ["duration", "0.1"]]) await type(page, one, text);
+  for (const [one, text] of [
+    ["name", odd],
+    ["red", "0.25"],
+    ["green", "1"],
+    ["blue", "0"],
+    ["duration", "0.1"],
+  ])
+    await type(page, one, text);
   const program = await codeOf(page, "Python program");
   assert.match(program, /^from tavro import Robot\n/);
   // The one thing to change: which robot.
   const python = program.replace("Robot()", `Robot("unix:${robot.socket}")`);
-  const ran = await run("/usr/bin/python3", ["-c", python], { env: { ...process.env, PYTHONPATH: process.env.TAVRO_PYTHON } });
+  const ran = await run("/usr/bin/python3", ["-c", python], {
+    env: { ...process.env, PYTHONPATH: process.env.TAVRO_PYTHON },
+  });
   assert.deepEqual([ran.status, ran.err], [0, ""]);
   assert.deepEqual([await intensity(RED), await intensity(GREEN)], [0.25, 1]);
 
@@ -167,18 +182,30 @@ test("all about an LED is told: its groups, ratio, values and who set it", async
   await robot.does("_setIntensityRatio", "EarLeds", "0.75");
   await point.getByText(/0\.75 \(asked by ledctl/).waitFor();
   await page.getByRole("button", { name: "LeftEye", exact: true }).hover();
-  await becomes(async () => (await page.locator(".led.grouped[role=option]").count()) === 8, "the group's LEDs to be outlined");
+  await becomes(
+    async () => (await page.locator(".led.grouped[role=option]").count()) === 8,
+    "the group's LEDs to be outlined",
+  );
   await close(page);
 });
 
 test("state and log tell what goes on", async () => {
   const page = await open(browser, robot.url);
   await page.locator("#tab-state").click();
-  await page.locator("#state").getByText(/^memory, /).waitFor();
+  await page
+    .locator("#state")
+    .getByText(/^memory, /)
+    .waitFor();
   await robot.does("_startPassiveBlinking");
-  await page.locator("#state").getByText(/^on, asked by ledctl/).waitFor();
+  await page
+    .locator("#state")
+    .getByText(/^on, asked by ledctl/)
+    .waitFor();
   await robot.does("_stopPassiveBlinking");
-  await page.locator("#state").getByText(/^off, asked by ledctl/).waitFor();
+  await page
+    .locator("#state")
+    .getByText(/^off, asked by ledctl/)
+    .waitFor();
   await page.locator("#tab-log").click();
   await page.locator(".log-lines li").filter({ hasText: "Waiting for HBMotion" }).waitFor();
   await page.getByLabel("Least level").selectOption("error");
@@ -198,12 +225,17 @@ test("a viewer sees everything, may call nothing, and is told why", async () => 
     assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
     await close(page);
     const wrong = await browser.newPage();
-    await wrong.addInitScript(() => sessionStorage.getItem("token") ?? sessionStorage.setItem("token", "wrong-wrong-wrong-wrong"));
+    await wrong.addInitScript(
+      () => sessionStorage.getItem("token") ?? sessionStorage.setItem("token", "wrong-wrong-wrong-wrong"),
+    );
     await wrong.goto(guarded.url);
     await wrong.getByLabel("Token", { exact: true }).fill("3q8hVn2TzL0cYb7RkXs4");
     await wrong.getByRole("button", { name: "Come in" }).click();
     await becomes(async () => /^Live/.test(await wrong.locator("#link-state").textContent()), "the page to be live");
-    await becomes(async () => wrong.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(), "an operator to be let play");
+    await becomes(
+      async () => wrong.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(),
+      "an operator to be let play",
+    );
     await wrong.close();
   } finally {
     await guarded.stop();

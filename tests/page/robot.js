@@ -28,11 +28,26 @@ export function run(program, words, options = {}) {
 
 export class Robot {
   /** Starts one and resolves when it is ready. `args` are further options of the program. */
-  static async start({ model = "models/vanto.xml", port = 0, args = [], folder = mkdtempSync(join(tmpdir(), "page-")) } = {}) {
+  static async start({
+    model = "models/vanto.xml",
+    port = 0,
+    args = [],
+    folder = mkdtempSync(join(tmpdir(), "page-")),
+  } = {}) {
     const robot = new Robot();
     robot.folder = folder;
     robot.socket = join(folder, "robot.sock");
-    const words = ["--model", model, "--listen", "127.0.0.1:0", "--socket", robot.socket, "--page", `127.0.0.1:${port}`, ...args];
+    const words = [
+      "--model",
+      model,
+      "--listen",
+      "127.0.0.1:0",
+      "--socket",
+      robot.socket,
+      "--page",
+      `127.0.0.1:${port}`,
+      ...args,
+    ];
     robot.process = spawn(process.env.TAVRO_PROGRAM, words, { stdio: ["ignore", "pipe", "pipe"] });
     robot.log = "";
     robot.process.stderr.on("data", (data) => (robot.log += data));

@@ -35,13 +35,23 @@ function raw(lines) {
 }
 
 const statusOf = (answer) => Number(/^HTTP\/1\.1 (\d+)/.exec(answer)?.[1]);
-const upgrade = ["Connection: Upgrade", "Upgrade: websocket", "Sec-WebSocket-Version: 13", "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ=="];
+const upgrade = [
+  "Connection: Upgrade",
+  "Upgrade: websocket",
+  "Sec-WebSocket-Version: 13",
+  "Sec-WebSocket-Key: dGhlIHNhbXBsZSBub25jZQ==",
+];
 
 test("another Host is refused, for pages and sockets", async () => {
   const host = `Host: 127.0.0.1:${robot.port}`;
   assert.equal(statusOf(await raw(["GET / HTTP/1.1", host])), 200);
   assert.equal(statusOf(await raw(["GET /socket HTTP/1.1", host, ...upgrade])), 101);
-  for (const wrong of [`Host: evil.example:${robot.port}`, "Host: evil.example", `Host: 127.0.0.1:${robot.port + 1}`, "X-Nothing: 1"]) {
+  for (const wrong of [
+    `Host: evil.example:${robot.port}`,
+    "Host: evil.example",
+    `Host: 127.0.0.1:${robot.port + 1}`,
+    "X-Nothing: 1",
+  ]) {
     assert.ok(statusOf(await raw(["GET / HTTP/1.1", wrong])) >= 400, wrong);
     assert.ok(statusOf(await raw(["GET /socket HTTP/1.1", wrong, ...upgrade])) >= 400, wrong);
   }
@@ -69,9 +79,12 @@ test("names that look like markup are text and run nothing", async () => {
   const escaped = name.replaceAll("&", "&amp;").replaceAll("<", "&lt;").replaceAll('"', "&quot;");
   const folder = mkdtempSync(join(tmpdir(), "page-"));
   const file = join(folder, "odd.xml");
-  writeFileSync(file, `<robot name="${escaped}"><leds groups="AllLeds &lt;b&gt;Group&lt;/b&gt;">
+  writeFileSync(
+    file,
+    `<robot name="${escaped}"><leds groups="AllLeds &lt;b&gt;Group&lt;/b&gt;">
     <led short="${escaped}" x="0" y="0" width="10"><device name="${escaped}/R" color="red"/></led>
-    <led short="&lt;i&gt;Unplaced"><device name="Other" color="white"/></led></leds></robot>`);
+    <led short="&lt;i&gt;Unplaced"><device name="Other" color="white"/></led></leds></robot>`,
+  );
   const odd = await Robot.start({ model: file });
   try {
     const page = await open(browser, odd.url);
@@ -102,7 +115,8 @@ test("names that look like markup are text and run nothing", async () => {
 
 test("the page weighs less than 200 kB", async () => {
   const bodies = [];
-  const prepare = (page) => page.on("response", (response) => bodies.push(response.body().then((body) => [response.url(), body.length])));
+  const prepare = (page) =>
+    page.on("response", (response) => bodies.push(response.body().then((body) => [response.url(), body.length])));
   const page = await open(browser, robot.url, { prepare });
   await page.waitForLoadState("networkidle");
   const weights = await Promise.all(bodies);
@@ -127,15 +141,22 @@ test("pages use nothing that the policy would have to allow", () => {
 test("a robot without positions, and one of five hundred LEDs, are shown and lit", async () => {
   const folder = mkdtempSync(join(tmpdir(), "page-"));
   const led = (i, place) => `<led short="L${i}" ${place}><device name="L/${i}" color="green"/></led>`;
-  for (const [name, count, place] of [["flat", 40, () => ""], ["grid", 500, (i) => `x="${(i % 25) * 12}" y="${Math.floor(i / 25) * 12}"`]]) {
+  for (const [name, count, place] of [
+    ["flat", 40, () => ""],
+    ["grid", 500, (i) => `x="${(i % 25) * 12}" y="${Math.floor(i / 25) * 12}"`],
+  ]) {
     const file = join(folder, `${name}.xml`);
-    writeFileSync(file, `<robot name="${name}"><leds groups="AllLeds">${Array.from({ length: count }, (_, i) => led(i, place(i))).join("")}</leds></robot>`);
+    writeFileSync(
+      file,
+      `<robot name="${name}"><leds groups="AllLeds">${Array.from({ length: count }, (_, i) => led(i, place(i))).join("")}</leds></robot>`,
+    );
     const other = await Robot.start({ model: file });
     try {
       const page = await open(browser, other.url);
       await becomes(async () => (await page.locator(".led[role=option]").count()) === count, `${count} LEDs`);
       await other.does("on", "AllLeds");
-      for (const i of [0, count - 1]) await isSeen(page, `L${i}`, ({ red, green }) => green > 230 && red < 130, "green");
+      for (const i of [0, count - 1])
+        await isSeen(page, `L${i}`, ({ red, green }) => green > 230 && red < 130, "green");
       await close(page);
     } finally {
       await other.stop();

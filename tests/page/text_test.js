@@ -6,7 +6,22 @@ import { fieldFor, firstText, readField } from "../../web/page/fields.js";
 import { floatText, jsonToPython, ledctlLine, pythonProgram, pythonText, shellWord } from "../../web/page/quote.js";
 import { parseSignature, parseType } from "../../web/page/signature.js";
 
-const NASTY = ["plain", "", "two words", "it's", '"quoted"', "$HOME `id` \\ !", "a\nb\tc", "-dash", "*", "~", "ü€😀", "a;b|c&d", "#x", "(x)"];
+const NASTY = [
+  "plain",
+  "",
+  "two words",
+  "it's",
+  '"quoted"',
+  "$HOME `id` \\ !",
+  "a\nb\tc",
+  "-dash",
+  "*",
+  "~",
+  "ü€😀",
+  "a;b|c&d",
+  "#x",
+  "(x)",
+];
 
 test("a shell reads a quoted word as it was", () => {
   for (const word of NASTY) {
@@ -43,12 +58,18 @@ test("numbers stay floats, and JSON becomes Python outside of texts alone", () =
   assert.equal(floatText(-0.25), "-0.25");
   assert.equal(floatText(1e-7), "1e-7");
   assert.equal(floatText(NaN), "nan");
-  assert.equal(jsonToPython('[true, "true", null, "null \\" false", false]'), '[True, "true", None, "null \\" false", False]');
+  assert.equal(
+    jsonToPython('[true, "true", null, "null \\" false", false]'),
+    '[True, "true", None, "null \\" false", False]',
+  );
 });
 
 test("types are read from signatures", () => {
   const { parameters, result } = parseSignature("(string, list<list<float>>, value) -> future<void>");
-  assert.deepEqual(parameters.map(({ kind }) => kind), ["string", "list", "value"]);
+  assert.deepEqual(
+    parameters.map(({ kind }) => kind),
+    ["string", "list", "value"],
+  );
   assert.equal(parameters[1].element.element.kind, "float");
   assert.equal(result.kind, "future");
   assert.deepEqual(parseSignature("() -> list<string>").parameters, []);
@@ -84,19 +105,26 @@ test("a published example's value stands in its field", () => {
 });
 
 test("fields are read as wire, shell and Python", () => {
-  const read = (type, text, kind = "number") => readField({ kind, of: type.startsWith("list") ? "list" : undefined }, parseType(type), text);
+  const read = (type, text, kind = "number") =>
+    readField({ kind, of: type.startsWith("list") ? "list" : undefined }, parseType(type), text);
   assert.deepEqual(read("float", "1"), { json: "1.0", shell: "1.0", python: "1.0" });
   assert.deepEqual(read("float", "-inf"), { json: '{"float":"-Infinity"}', shell: "-inf", python: 'float("-inf")' });
   assert.deepEqual(read("int", "#ff8000", "color"), { json: "16744448", shell: "0xff8000", python: "0xff8000" });
   assert.deepEqual(read("int", "-3", "integer"), { json: "-3", shell: "-3", python: "-3" });
   assert.deepEqual(read("string", " a "), { json: '" a "', shell: " a ", python: '" a "' });
   assert.deepEqual(read("bool", "true"), { json: "true", shell: "true", python: "True" });
-  assert.deepEqual(read("value", '[0xff, "0xff", 1.0, true]'),
-    { json: '[255, "0xff", 1.0, true]', shell: '[0xff, "0xff", 1.0, true]', python: '[0xff, "0xff", 1.0, True]' });
+  assert.deepEqual(read("value", '[0xff, "0xff", 1.0, true]'), {
+    json: '[255, "0xff", 1.0, true]',
+    shell: '[0xff, "0xff", 1.0, true]',
+    python: '[0xff, "0xff", 1.0, True]',
+  });
 });
 
 test("what cannot be read is named", () => {
-  const wrong = (type, text, field = {}) => () => readField(field, parseType(type), text);
+  const wrong =
+    (type, text, field = {}) =>
+    () =>
+      readField(field, parseType(type), text);
   assert.throws(wrong("float", "much"), /“much” is not a number/);
   assert.throws(wrong("float", ""), /“” is not a number/);
   assert.throws(wrong("int", "reddish", { kind: "color" }), /“reddish” is not a colour such as 0xff8000/);

@@ -34,7 +34,12 @@ test("half the intensity looks brighter than half", async () => {
   await robot.does("off", "AllLeds");
   await robot.does("fadeRGB", "ChestLeds", "0.0", "0.5", "0.0", "0");
   const page = await open(browser, robot.url);
-  await isSeen(page, "ChestLeds", ({ green, red }) => green > 175 && green < 200 && red < 90, "as bright as half the light looks");
+  await isSeen(
+    page,
+    "ChestLeds",
+    ({ green, red }) => green > 175 && green < 200 && red < 90,
+    "as bright as half the light looks",
+  );
   await close(page);
 });
 
@@ -49,7 +54,12 @@ async function recordEye(page) {
     const ratio = canvas.width / frame.width;
     window.eye = [];
     const look = (now) => {
-      window.eye.push({ now, seen: at.map(({ x, y }) => [...context.getImageData((x - frame.x) * ratio, (y - frame.y) * ratio, 1, 1).data]) });
+      window.eye.push({
+        now,
+        seen: at.map(({ x, y }) => [
+          ...context.getImageData((x - frame.x) * ratio, (y - frame.y) * ratio, 1, 1).data,
+        ]),
+      });
       requestAnimationFrame(look);
     };
     requestAnimationFrame(look);
@@ -77,9 +87,13 @@ test("the eighteen steps of a blink are seen", async () => {
     return JSON.stringify(eye.at(-1)?.looks) === JSON.stringify(last) && eye;
   }, "the blink to end");
   // Of each position in turn all that it looked like, each look once.
-  const course = (position) => frames.map(({ looks }) => looks[position]).filter((look, i, all) => look && look !== all.slice(0, i).findLast(Boolean));
+  const course = (position) =>
+    frames
+      .map(({ looks }) => looks[position])
+      .filter((look, i, all) => look && look !== all.slice(0, i).findLast(Boolean));
   // Steps 1, 2, 4, 5 and 6 close (8 closes position 1 again), 10, 11, 13, 14 and 15 open.
-  for (const position of [0, 1, 3, 4, 5]) assert.deepEqual(course(position), ["before", "closed", "open"], `position ${position}`);
+  for (const position of [0, 1, 3, 4, 5])
+    assert.deepEqual(course(position), ["before", "closed", "open"], `position ${position}`);
   assert.deepEqual(course(2), ["before", "open"]); // steps 3 and 12
   assert.deepEqual(course(6), ["before", "shadow"]); // steps 7 and 16
   assert.deepEqual(course(7), ["before", "shadow"]); // step 17, after the eye was closed
@@ -97,7 +111,10 @@ test("a picture that is paused stays, and goes on with what is now", async () =>
   await page.getByRole("button", { name: "Pause", exact: true }).click();
   await robot.does("fadeRGB", "ChestLeds", "blue", "0");
   await page.locator("#tab-leds").click();
-  await page.getByRole("row", { name: /ChestLeds/ }).getByText("#0000ff").waitFor(); // the figures know
+  await page
+    .getByRole("row", { name: /ChestLeds/ })
+    .getByText("#0000ff")
+    .waitFor(); // the figures know
   assert.ok(colors.red(await pixelAt(page, await middleOf(page, "ChestLeds"))));
   await page.getByRole("button", { name: "Go live" }).click();
   await isSeen(page, "ChestLeds", colors.blue, "blue");
@@ -111,22 +128,27 @@ test("who asks for reduced motion gets a still picture first", async () => {
   assert.ok(await page.locator("#frozen").isVisible());
   await robot.does("fadeRGB", "ChestLeds", "red", "0");
   await page.locator("#tab-leds").click();
-  await page.getByRole("row", { name: /ChestLeds/ }).getByText("#ff0000").waitFor();
+  await page
+    .getByRole("row", { name: /ChestLeds/ })
+    .getByText("#ff0000")
+    .waitFor();
   assert.ok(colors.green(await pixelAt(page, await middleOf(page, "ChestLeds"))));
   await close(page);
 });
 
 test("a page that nobody sees is sent nothing", async () => {
   const said = [];
-  const prepare = (page) => page.on("websocket", (socket) => {
-    socket.on("framereceived", ({ payload }) => said.push(JSON.parse(payload)));
-  });
+  const prepare = (page) =>
+    page.on("websocket", (socket) => {
+      socket.on("framereceived", ({ payload }) => said.push(JSON.parse(payload)));
+    });
   const page = await open(browser, robot.url, { prepare });
   const frames = () => said.filter(({ event }) => event === "frame").length;
-  const hide = (isHidden) => page.evaluate((hidden) => {
-    Object.defineProperty(document, "hidden", { configurable: true, get: () => hidden });
-    document.dispatchEvent(new Event("visibilitychange"));
-  }, isHidden);
+  const hide = (isHidden) =>
+    page.evaluate((hidden) => {
+      Object.defineProperty(document, "hidden", { configurable: true, get: () => hidden });
+      document.dispatchEvent(new Event("visibilitychange"));
+    }, isHidden);
   await becomes(() => frames() > 0, "the first frame");
   await hide(true);
   await robot.does("getIntensity", "FaceLedLeft0"); // the robot has heard it by now
@@ -154,7 +176,9 @@ test("a pattern that flashes too often is shown steadily, with a notice", async 
     window.light = [];
     const look = (now) => {
       const ratio = canvas.width / frame.width;
-      const [red, green, blue] = canvas.getContext("2d").getImageData((x - frame.x) * ratio, (y - frame.y) * ratio, 1, 1).data;
+      const [red, green, blue] = canvas
+        .getContext("2d")
+        .getImageData((x - frame.x) * ratio, (y - frame.y) * ratio, 1, 1).data;
       const linear = [red, green, blue].map((value) => (value / 255) ** 2.2);
       window.light.push({ now, value: 0.2126 * linear[0] + 0.7152 * linear[1] + 0.0722 * linear[2] });
       requestAnimationFrame(look);
@@ -164,7 +188,12 @@ test("a pattern that flashes too often is shown steadily, with a notice", async 
   const flashes = Array.from({ length: 48 }, (_, i) => i + 1); // 0.08 s each, up and down
   const keys = ["Red", "Green", "Blue"].map((color) => `Device/SubDeviceList/ChestBoard/Led/${color}/Actuator/Value`);
   const [times, values] = [flashes.map((i) => i * 0.08), flashes.map((i) => i % 2)];
-  await robot.does("--service", "HBMotion", "_animateLEDs", ...[keys, keys.map(() => times), keys.map(() => values)].map((list) => JSON.stringify(list)));
+  await robot.does(
+    "--service",
+    "HBMotion",
+    "_animateLEDs",
+    ...[keys, keys.map(() => times), keys.map(() => values)].map((list) => JSON.stringify(list)),
+  );
   await page.getByText("More than three flashes a second: shown steadily.").waitFor();
   await becomes(async () => (await page.locator("#flash-notice").textContent()) === "", "the notice to go");
   const seen = await page.evaluate(() => window.light);

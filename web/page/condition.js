@@ -23,8 +23,10 @@ export class Condition {
       el("h3", { text: "Intensity ratios, as asked by clients" }), this.ratios,
       el("h3", { text: "Modules" }), this.modules,
       el("h3", { text: "Last calls" }),
-      el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Last calls" }, el("table", { class: "wordy" },
-        el("thead", {}, el("tr", {}, ...["Call", "by", "at"].map((text) => el("th", { scope: "col", text })))), this.calls)));
+      el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Last calls" },
+        el("table", { class: "wordy" },
+        el("thead", {}, el("tr", {}, ...["Call", "by", "at"].map((text) => el("th", { scope: "col", text })))),
+          this.calls)));
   }
 
   /** @param {any} state the robot's reply */
@@ -47,9 +49,11 @@ export class Condition {
     this.modules.textContent = state.modules.join(", ") || "none";
     const latest = state.latest.filter((call) => !isOfPages(call)).sort((a, b) => b.when - a.when).slice(0, LAST_CALLS);
     fill(this.calls, ...latest.map((call) => el("tr", {},
-      el("th", { scope: "row" }, `${call.service}.${call.method} ${call.args}`, call.error ? el("span", { class: "error", text: `\n${call.error}` }) : null),
+      el("th", { scope: "row" }, `${call.service}.${call.method} ${call.args}`,
+        call.error ? el("span", { class: "error", text: `\n${call.error}` }) : null),
       el("td", { text: call.client }), el("td", { class: "time", text: clockText(call.when) }))));
   }
 }
 
-const list = (element, facts) => fill(element, ...facts.flatMap(([name, text]) => [el("dt", { text: name }), el("dd", { text })]));
+const list = (element, facts) => fill(element, ...facts.flatMap(([name, text]) => [el("dt", { text: name }),
+  el("dd", { text })]));

@@ -1,7 +1,7 @@
 // The flash guard: whatever the LEDs do, what the page shows flashes at most three times in any second, so that it
 // cannot hurt people with photosensitive epilepsy (WCAG 2.3.1). A flash is a pair of opposing changes of a tenth or
-// more in luminance, or a fifteenth in saturated red, of one area of LEDs. An area whose pattern flashes more often is shown as
-// its slow mean; whatever is left of swings is held. No DOM, no clock of its own.
+// more in luminance, or a fifteenth in saturated red, of one area of LEDs. An area whose pattern flashes more often
+// is shown as its slow mean; whatever is left of swings is held. No DOM, no clock of its own.
 import { luminance } from "./color.js";
 
 const WINDOW = 1000; // ms

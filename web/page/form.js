@@ -27,7 +27,8 @@ export class Form {
     this.shell = el("code");
     this.python = el("code");
     const title = newId("method");
-    this.element = el("form", { class: "form", "aria-labelledby": title, novalidate: true, on: { submit: (event) => this.xSubmit(event) } },
+    this.element = el("form", { class: "form", "aria-labelledby": title, novalidate: true,
+      on: { submit: (event) => this.xSubmit(event) } },
       el("h2", { id: title, class: "mono", text: method.name }),
       el("p", { class: "hint", text: method.description }),
       ...this.fields.map((field) => field.element),
@@ -85,7 +86,8 @@ export class Form {
     const wrong = el("p", { class: "error", id: wrongId });
     const element = el("div", { class: "field" },
       el("label", { for: id }, name, " ", el("span", { class: "type", text: typeText(type, field) })),
-      el("div", { class: "inputs" }, ...inputs, field.unit ? el("span", { class: "unit", text: field.unit }) : null, input.list ?? null, input.names ?? null),
+      el("div", { class: "inputs" }, ...inputs, field.unit ? el("span", { class: "unit", text: field.unit }) : null,
+        input.list ?? null, input.names ?? null),
       el("p", { class: "hint", id: hintId, text }), wrong);
     return { field, type, name, input, inputs, wrong, element };
   }
@@ -108,7 +110,8 @@ export class Form {
       setText(this.outcome, "Running…");
       const reply = await calling;
       const value = reply.value === null ? "" : `${valueText(reply.value)}\n`;
-      fill(this.outcome, value, el("small", { class: "good", text: `Done in ${durationText(performance.now() - begun)}` }));
+      fill(this.outcome, value, el("small", { class: "good",
+        text: `Done in ${durationText(performance.now() - begun)}` }));
     } catch (error) {
       setText(this.outcome, "");
       setText(this.error, error.message);
@@ -146,9 +149,11 @@ function inputFor(field, first, id, name, names) {
     case "color": return colorInputs(first, id, name);
     case "slider": return sliderInputs(field, first, id, name);
     default: {
-      const input = el("input", { type: "text", id, value: first, spellcheck: "false", autocomplete: "off", autocapitalize: "off",
+      const input = el("input", { type: "text", id, value: first, spellcheck: "false", autocomplete: "off",
+        autocapitalize: "off",
         inputmode: field.kind === "text" ? undefined : "decimal" });
-      const choices = field.kind === "text" ? (field.choices?.length ? field.choices : field.of === "color" ? Object.keys(NAMED) : names(field.of)) : [];
+      const choices = field.kind === "text" ? (field.choices?.length ? field.choices : field.of === "color"
+        ? Object.keys(NAMED) : names(field.of)) : [];
       if (choices.length > 0) {
         input.names = el("datalist", { id: `${id}-names` }, ...choices.map((value) => el("option", { value })));
         input.setAttribute("list", `${id}-names`);
@@ -160,7 +165,8 @@ function inputFor(field, first, id, name, names) {
 
 function colorInputs(first, id, name) {
   const input = el("input", { type: "text", id, value: first, spellcheck: "false", autocomplete: "off" });
-  const picker = el("input", { type: "color", "aria-label": `${name}: pick a colour`, value: rgbHash(parseRgb(first) ?? 0) });
+  const picker = el("input", { type: "color", "aria-label": `${name}: pick a colour`,
+    value: rgbHash(parseRgb(first) ?? 0) });
   picker.addEventListener("input", () => (input.value = rgbText(parseRgb(picker.value))));
   input.addEventListener("input", () => {
     const number = parseRgb(input.value);
@@ -171,14 +177,17 @@ function colorInputs(first, id, name) {
 
 function sliderInputs(field, first, id, name) {
   const { least, most } = field;
-  const input = el("input", { type: "text", class: "short", id, value: first, inputmode: "decimal", autocomplete: "off" });
-  const slider = el("input", { type: "range", "aria-label": `${name}: slide`, min: least, max: most, step: most > 10 ? 1 : 0.01, value: first });
+  const input = el("input", { type: "text", class: "short", id, value: first, inputmode: "decimal",
+    autocomplete: "off" });
+  const slider = el("input", { type: "range", "aria-label": `${name}: slide`, min: least, max: most,
+    step: most > 10 ? 1 : 0.01, value: first });
   slider.addEventListener("input", () => (input.value = slider.value));
   input.addEventListener("input", () => (slider.value = input.value));
   return { input, extras: [slider] };
 }
 
-const codeBox = (what, code) => el("div", { class: "code" }, el("pre", { tabindex: "0", "aria-label": what }, code), copyButton(what, () => code.textContent));
+const codeBox = (what, code) => el("div", { class: "code" }, el("pre", { tabindex: "0", "aria-label": what }, code),
+  copyButton(what, () => code.textContent));
 
 function examplesOf(method) {
   const examples = method.examples ?? [];

@@ -95,7 +95,8 @@ function place(led, x, y, area, ring) {
   const reach = ring || led.shape === "circle" ? size / 2 : Math.hypot(led.width, led.height) / 2 || 0.25;
   const turn = ring ? 0 : (-led.angle * Math.PI) / 180;
   const [wide, high] = ring ? [size, size] : [led.width, led.height];
-  return { led: led.index, path, x, y, size, wide, high, turn, area, box: { left: x - reach, top: y - reach, right: x + reach, bottom: y + reach } };
+  return { led: led.index, path, x, y, size, wide, high, turn, area,
+    box: { left: x - reach, top: y - reach, right: x + reach, bottom: y + reach } };
 }
 
 const n = (number) => String(Math.round(number * 100) / 100);
@@ -109,7 +110,8 @@ function barPath(led, x, y) {
   const [w, h] = [Math.max(led.width, 0.5) / 2, Math.max(led.height, 0.5) / 2];
   const r = Math.min(w, h) * (led.shape === "sector" ? 0.9 : 0.45);
   const turn = (-led.angle * Math.PI) / 180;
-  const to = (px, py) => at(x + px * Math.cos(turn) - py * Math.sin(turn), y + px * Math.sin(turn) + py * Math.cos(turn));
+  const to = (px, py) => at(x + px * Math.cos(turn) - py * Math.sin(turn),
+    y + px * Math.sin(turn) + py * Math.cos(turn));
   const corner = (px, py) => `A${n(r)} ${n(r)} 0 0 1 ${to(px, py)}`;
   return `M${to(-w + r, -h)}L${to(w - r, -h)}${corner(w, -h + r)}L${to(w, h - r)}${corner(w - r, h)}` +
     `L${to(-w + r, h)}${corner(-w, h - r)}L${to(-w, -h + r)}${corner(-w + r, -h)}Z`;

@@ -51,7 +51,8 @@ export class Live {
     const changed = [];
     for (let led = 0; led < this.model.leds.length; ++led) {
       const i = 3 * led;
-      if (before[i] !== this.shown[i] || before[i + 1] !== this.shown[i + 1] || before[i + 2] !== this.shown[i + 2]) changed.push(led);
+      if (before[i] !== this.shown[i] || before[i + 1] !== this.shown[i + 1] ||
+        before[i + 2] !== this.shown[i + 2]) changed.push(led);
     }
     return { changed, isMoving };
   }

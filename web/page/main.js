@@ -21,7 +21,8 @@ class Page {
     this.clientName = `page-${Math.random().toString(36).slice(2, 6)}`;
     this.latest = [];
     this.groups = new Map();
-    this.stage = new Stage(byId("stage"), { onHover: (led) => this.point.point(led), onSelect: (led) => this.choose(led) });
+    this.stage = new Stage(byId("stage"), { onHover: (led) => this.point.point(led),
+      onSelect: (led) => this.choose(led) });
     this.play = new Play(byId("play"), this);
     this.point = new Point(byId("point"), this);
     this.condition = new Condition(byId("state"), this);
@@ -100,7 +101,8 @@ class Page {
     if (state === "token") this.xAskToken(detail);
     if (state === "lost") {
       const why = detail ? ` (${detail})` : "";
-      setText(byId("link-state"), wasKnown ? `The robot is gone; looking for it…${why}` : `Looking for the robot…${why}`);
+      setText(byId("link-state"), wasKnown ? `The robot is gone; looking for it…${why}`
+        : `Looking for the robot…${why}`);
       clearTimeout(this.timer);
       this.play.form?.refresh();
       this.play.showRunning([]);
@@ -158,7 +160,8 @@ class Page {
   /** Groups as the LED service has them, those that clients made included; the model's own without that service. */
   async xReadGroups() {
     const groups = new Map();
-    for (const device of this.model.devices) for (const group of device.groups) groups.set(group, [...(groups.get(group) ?? []), device.name]);
+    for (const device of this.model.devices) for (const group of device.groups) groups.set(group,
+      [...(groups.get(group) ?? []), device.name]);
     try {
       const names = await this.read("HBLeds", "listGroups");
       const made = names.filter((name) => !groups.has(name));
@@ -169,7 +172,9 @@ class Page {
     }
     const byDevice = new Map(this.model.devices.map((device) => [device.name, device.led]));
     const memberships = this.model.leds.map(() => new Set());
-    for (const [group, members] of groups) for (const name of members) memberships[byDevice.get(plainName(name))]?.add(group);
+    for (const [group, members] of groups) {
+      for (const name of members) memberships[byDevice.get(plainName(name))]?.add(group);
+    }
     this.memberships = memberships.map((set) => [...set].sort());
     this.groups = groups;
     this.point.showGroups();

@@ -113,7 +113,8 @@ export class Painter {
   xDevicePixels({ left, top, right, bottom }) {
     const { ratio } = this;
     return {
-      left: Math.floor(left * ratio), top: Math.floor(top * ratio), right: Math.ceil(right * ratio), bottom: Math.ceil(bottom * ratio),
+      left: Math.floor(left * ratio), top: Math.floor(top * ratio), right: Math.ceil(right * ratio),
+        bottom: Math.ceil(bottom * ratio),
     };
   }
 }
@@ -135,7 +136,8 @@ function lampOf(place, view) {
   const by = Math.max(glow.across, glow.along) * view.scale + 1;
   // Many together light what is around them together.
   const strength = Math.min(1, 1.7 / Math.sqrt(view.places.filter(({ area }) => area === place.area).length));
-  return { ...place, shape: new Path2D(place.path), glow, strength, reach: { left: x - by, top: y - by, right: x + by, bottom: y + by } };
+  return { ...place, shape: new Path2D(place.path), glow, strength,
+    reach: { left: x - by, top: y - by, right: x + by, bottom: y + by } };
 }
 
 function paintShape(context, { kind, path, thick, box = undefined }, view) {
@@ -196,7 +198,8 @@ function paintGlow(context, { x, y, glow, led, strength: share }, light) {
   const color = screen(light, led).join(" ");
   const strength = share * Math.max(light[3 * led], light[3 * led + 1], light[3 * led + 2]) ** 0.5;
   const shade = context.createRadialGradient(0, 0, 0, 0, 0, 1);
-  for (const [at, alpha] of [[0, 0.36], [0.3, 0.17], [0.62, 0.05], [1, 0]]) shade.addColorStop(at, `rgb(${color} / ${alpha * strength})`);
+  for (const [at, alpha] of [[0, 0.36], [0.3, 0.17], [0.62, 0.05], [1, 0]]) shade.addColorStop(at,
+    `rgb(${color} / ${alpha * strength})`);
   context.save();
   context.translate(x, y);
   context.rotate(glow.turn);

@@ -12,8 +12,10 @@ export class Play {
     this.app = app;
     this.described = new Map();
     this.own = new Map(); // calls of this page by the id of their request
-    this.service = el("select", { "aria-label": "Service", on: { change: () => this.chooseService(this.service.value) } });
-    this.filter = el("input", { type: "search", placeholder: "Filter methods", "aria-label": "Filter methods", on: { input: () => this.xList() } });
+    this.service = el("select",
+      { "aria-label": "Service", on: { change: () => this.chooseService(this.service.value) } });
+    this.filter = el("input", { type: "search", placeholder: "Filter methods", "aria-label": "Filter methods",
+      on: { input: () => this.xList() } });
     this.list = el("div", { class: "methods", role: "group", "aria-label": "Methods" });
     this.formPlace = el("div", { class: "form" });
     this.running = el("ul", { class: "running" });
@@ -23,7 +25,7 @@ export class Play {
     this.showRunning([]);
   }
 
-  /** @param {string[]} services that stand now; the one that is shown stays when it goes, and goes on when it is back */
+  /** @param {string[]} services that stand now. The one that is shown stays when it goes, and is used when it is back */
   async showServices(services) {
     if (services.join() !== this.services) {
       this.services = services.join();
@@ -42,7 +44,9 @@ export class Play {
     if (!name) return fill(this.list);
     this.service.value = name;
     try {
-      if (!this.described.has(name)) this.described.set(name, (await this.app.request("describe", { service: name })).service);
+      if (!this.described.has(name)) {
+        this.described.set(name, (await this.app.request("describe", { service: name })).service);
+      }
     } catch (error) {
       this.services = undefined; // asked again with the next ones
       return fill(this.list, el("p", { class: "error", text: error.message }));
@@ -50,12 +54,14 @@ export class Play {
     if (this.service.value !== name) return;
     this.xList();
     const methods = this.xSorted();
-    const chosen = methods.find((method) => this.form?.service === name && method.signature === this.form.method.signature && method.name === this.form.method.name);
+    const chosen = methods.find((method) => this.form?.service === name &&
+      method.signature === this.form.method.signature && method.name === this.form.method.name);
     if (chosen) {
       this.form.method = chosen;
       return this.xMark();
     }
-    const first = methods.find((method) => method.name === FIRST_METHOD && method.parameters.some((one) => one.name === "rgb"));
+    const first = methods.find((method) => method.name === FIRST_METHOD &&
+      method.parameters.some((one) => one.name === "rgb"));
     this.choose(first ?? methods[0]);
   }
 
@@ -67,7 +73,8 @@ export class Play {
 
   xList() {
     const wanted = this.filter.value.trim().toLowerCase();
-    const methods = this.xSorted().filter((method) => `${method.name} ${method.description}`.toLowerCase().includes(wanted));
+    const has = ({ name, description }) => `${name} ${description}`.toLowerCase().includes(wanted);
+    const methods = this.xSorted().filter(has);
     fill(this.list, ...methods.map((method) => {
       const takes = method.parameters.map(parameterName).join(", ");
       const button = el("button", { type: "button", on: { click: () => this.choose(method) } },
@@ -75,7 +82,8 @@ export class Play {
       button.method = method;
       return button;
     }));
-    if (methods.length === 0) this.list.append(el("p", { class: "hint", text: "No method has that in its name or text." }));
+    if (methods.length === 0) this.list.append(el("p", { class: "hint",
+      text: "No method has that in its name or text." }));
     this.xMark();
   }
 
@@ -96,7 +104,8 @@ export class Play {
       button.setAttribute("aria-current", String(isChosen));
       // Into the list's view, and not the page's.
       const top = button.offsetTop - this.list.offsetTop;
-      const isOut = top < this.list.scrollTop || top + button.offsetHeight > this.list.scrollTop + this.list.clientHeight;
+      const isOut = top < this.list.scrollTop ||
+        top + button.offsetHeight > this.list.scrollTop + this.list.clientHeight;
       if (isChosen && isOut) this.list.scrollTop = top - this.list.clientHeight / 2;
     }
   }
@@ -122,11 +131,13 @@ export class Play {
   showRunning(others) {
     this.others = others;
     const own = [...this.own].map(([id, call]) => ({
-      key: `own ${id}`, what: `${call.service}.${call.method}`, who: call.isFuture ? "this page, its future runs" : "this page",
+      key: `own ${id}`, what: `${call.service}.${call.method}`,
+        who: call.isFuture ? "this page, its future runs" : "this page",
       ms: performance.now() - call.begun, stop: () => this.app.request("stop", { call: id }),
     }));
     const rest = others.filter((call) => !call.client.startsWith(this.app.clientName)).map((call) => ({
-      key: `call ${call.call}`, what: `${call.service}.${call.method}`, who: `${call.client} by ${call.transport}`, ms: call.ms,
+      key: `call ${call.call}`, what: `${call.service}.${call.method}`, who: `${call.client} by ${call.transport}`,
+        ms: call.ms,
       stop: () => this.app.request("stopCall", { call: call.call }),
     }));
     this.xRows([...own, ...rest]);
@@ -155,6 +166,7 @@ export class Play {
     };
     return el("li", { "data-key": call.key },
       el("span", { class: "what" }, call.what, el("small")),
-      el("button", { type: "button", class: "stop", "aria-label": `Stop ${call.what}`, text: "Stop", on: { click: stop } }));
+      el("button", { type: "button", class: "stop", "aria-label": `Stop ${call.what}`, text: "Stop",
+        on: { click: stop } }));
   }
 }

@@ -16,8 +16,10 @@ export class Point {
     this.facts = el("dl", { class: "facts" });
     this.channels = el("tbody");
     this.table = el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Channels" }, el("table", {},
-      el("thead", {}, el("tr", {}, ...["Channel", "now", "target", "left"].map((text) => el("th", { scope: "col", text })))), this.channels));
-    this.curve = el("button", { type: "button", text: "Show in the timeline", on: { click: () => app.addCurve(this.led) } });
+      el("thead", {}, el("tr", {}, ...["Channel", "now", "target",
+        "left"].map((text) => el("th", { scope: "col", text })))), this.channels));
+    this.curve = el("button", { type: "button", text: "Show in the timeline",
+      on: { click: () => app.addCurve(this.led) } });
     this.groups = el("div", { class: "chips" });
     root.append(this.title, this.hint, this.facts, this.table, el("div", { class: "actions" }, this.curve),
       el("h3", { text: "Groups: point at one to see its LEDs" }), this.groups);
@@ -43,7 +45,8 @@ export class Point {
 
   xPin(name) {
     this.pinned = this.pinned === name ? undefined : name;
-    for (const button of this.groups.children) button.setAttribute("aria-pressed", String(button.textContent === this.pinned));
+    for (const button of this.groups.children) button.setAttribute("aria-pressed",
+      String(button.textContent === this.pinned));
     this.app.outline(this.pinned ?? name);
     if (this.pinned) this.app.offerName(name);
   }
@@ -98,8 +101,10 @@ export class Point {
     ], led);
     fill(this.channels, ...channels.map(({ device, value }, i) => {
       const [, , target, left] = (this.states?.[i] ?? []).map(toNumber);
-      const cells = [Number.isNaN(value) ? "–" : value.toFixed(3), target === undefined ? "–" : target.toFixed(3), left > 0 ? durationText(left * 1000) : "–"];
-      return el("tr", {}, el("th", { scope: "row", text: plainName(device.name) }), ...cells.map((text) => el("td", { text })));
+      const cells = [Number.isNaN(value) ? "–" : value.toFixed(3), target === undefined ? "–" : target.toFixed(3),
+        left > 0 ? durationText(left * 1000) : "–"];
+      return el("tr", {}, el("th", { scope: "row", text: plainName(device.name) }),
+        ...cells.map((text) => el("td", { text })));
     }));
   }
 

@@ -30,7 +30,8 @@ export function outsideStrings(json, change) {
 
 /** JSON text as Python. */
 export const jsonToPython = (json) =>
-  outsideStrings(json, (part) => part.replace(/\btrue\b/g, "True").replace(/\bfalse\b/g, "False").replace(/\bnull\b/g, "None"));
+  outsideStrings(json, (part) => part.replace(/\btrue\b/g, "True").replace(/\bfalse\b/g, "False").replace(/\bnull\b/g,
+    "None"));
 
 /**
  * The line for a shell.

@@ -40,6 +40,7 @@ export class Samples {
   /** What a plot takes: times, then each row, up to now. */
   until(now) {
     if (this.times.length === 0) return [[now], ...this.keys.map((_, i) => [this.last[i]])];
-    return [[...this.times, Math.max(now, this.times.at(-1) + 1e-4)], ...this.rows.map((row, i) => [...row, this.last[i]])];
+    return [[...this.times, Math.max(now, this.times.at(-1) + 1e-4)],
+      ...this.rows.map((row, i) => [...row, this.last[i]])];
   }
 }

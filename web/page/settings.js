@@ -13,7 +13,8 @@ const DIMMED = {
 /** Successful calls of the LED service since it was loaded, in order, oldest first. */
 function callsSince(latest) {
   const sorted = [...latest].sort((a, b) => a.when - b.when).filter((call) => call.error === "");
-  const loaded = sorted.findLastIndex((call) => call.service === "HBHost" && call.method === "loadModule" && call.args.includes('"leds"'));
+  const loaded = sorted.findLastIndex((call) => call.service === "HBHost" && call.method === "loadModule" &&
+    call.args.includes('"leds"'));
   return sorted.slice(loaded + 1).filter((call) => call.service === SERVICE);
 }
 
@@ -39,7 +40,8 @@ const isAtLeast = (version, least) => {
 export function ratios(model, latest) {
   const head = DIMMED[model.config.get("RobotConfig/Head/Type")];
   const isDimmed = head && isAtLeast(model.config.get("RobotConfig/Head/Version") ?? "", head.from);
-  const found = new Map((isDimmed ? head.groups : []).map((name) => [name, { name, ratio: head.ratio, why: "this head's own" }]));
+  const found = new Map((isDimmed ? head.groups : []).map((name) => [name,
+    { name, ratio: head.ratio, why: "this head's own" }]));
   for (const call of callsSince(latest).filter(({ method }) => method === "_setIntensityRatio")) {
     const [name, ratio] = argsOf(call);
     found.delete(name);
@@ -64,7 +66,8 @@ export function habits(latest) {
   const calls = callsSince(latest);
   const told = (name, start, stop, enable) => {
     const last = lastOf(calls, start, stop);
-    const state = !last ? "not asked for" : last.method === start ? `on, asked by ${last.client}` : `off, asked by ${last.client}`;
+    const state = !last ? "not asked for" : last.method === start ? `on, asked by ${last.client}`
+      : `off, asked by ${last.client}`;
     const enabled = enable && lastOf(calls, enable);
     const isDisabled = enabled && argsOf(enabled)[0] === false;
     return { name, text: isDisabled ? `${state}; disabled by ${enabled.client}` : state };

@@ -36,7 +36,8 @@ export function bodyAround(places, rings) {
 function plateAround(places) {
   const all = boxAround(places.map((place) => place.box));
   const box = padded(all, 0.06 * Math.max(widthOf(all), heightOf(all)) + 2);
-  return { shapes: [{ kind: "head", path: roundedPath(box, 0.1 * Math.min(widthOf(box), heightOf(box))), box }], body: box };
+  return { shapes: [{ kind: "head", path: roundedPath(box, 0.1 * Math.min(widthOf(box), heightOf(box))), box }],
+    body: box };
 }
 
 /** LEDs in bands from top to bottom, with gaps between them. */
@@ -84,9 +85,11 @@ function headAround(band, rings) {
   const lacking = 1.66 * half - (bottom - top);
   if (lacking > 0) [top, bottom] = [top - 0.6 * lacking, bottom + 0.4 * lacking];
   const box = { left: x - half, right: x + half, top, bottom };
-  const shapes = ears.map(({ area, box: ear }) => ({ kind: "ear", path: earPath(ear, rings.find((one) => one.area === area)), box: padded(ear, 3) }));
+  const shapes = ears.map(({ area, box: ear }) => ({ kind: "ear",
+    path: earPath(ear, rings.find((one) => one.area === area)), box: padded(ear, 3) }));
   shapes.push({ kind: "head", path: bodyPath(HEAD, box), box });
-  const eyes = rings.filter((ring) => band.some((place) => place.area === ring.area) && !ears.some((ear) => ear.area === ring.area));
+  const eyes = rings.filter((ring) => band.some((place) => place.area === ring.area) &&
+    !ears.some((ear) => ear.area === ring.area));
   if (eyes.length > 0) {
     const visor = padded(boxAround(eyes.map(ringBox)), 0.35 * eyes[0].thickness);
     shapes.push({ kind: "glass", path: roundedPath(visor, heightOf(visor) / 2) });
@@ -130,7 +133,9 @@ function trunkUnder(head, bands, ground) {
   const lowest = Math.max(shoulder + 1.5 * half, ...carried.map((place) => place.box.bottom + 0.5 * half));
   const hip = feet ? Math.min(Math.max(lowest, shoulder + 0.5 * (ground - shoulder)), ground) : ground;
   const hand = feet ? hip + 0.1 * half : Math.min(shoulder + 0.52 * (ground - shoulder), shoulder + 3.2 * half);
-  const neck = { kind: "limb", path: `M${p(x, head.skull.bottom - 0.3 * head.half)}L${p(x, shoulder + 0.3 * head.half)}`, thick: 0.55 * head.half };
+  const neck = { kind: "limb",
+    path: `M${p(x, head.skull.bottom - 0.3 * head.half)}L${p(x, shoulder + 0.3 * head.half)}`,
+    thick: 0.55 * head.half };
   const shapes = [floor(x, half, ground), neck, ...arms(x, half, shoulder, hand)];
   if (feet) {
     shapes.push(...feet.map((foot) => leg(x, half, hip, foot)));
@@ -139,7 +144,8 @@ function trunkUnder(head, bands, ground) {
   const box = { left: x - half, right: x + half, top: shoulder, bottom: hip };
   shapes.push({ kind: "trunk", path: bodyPath(feet ? TORSO : GOWN, box), box });
   const arm = half * 1.62;
-  return { shapes, shoulders: padded(box, 0.2 * half), box: { left: x - arm, right: x + arm, top: shoulder, bottom: ground + 0.1 * half } };
+  return { shapes, shoulders: padded(box, 0.2 * half), box: { left: x - arm, right: x + arm, top: shoulder,
+    bottom: ground + 0.1 * half } };
 }
 
 /** The boxes of two feet, when the lowest band is a pair near the ground. */
@@ -167,24 +173,27 @@ function arms(x, half, shoulder, hand) {
 function leg(x, half, hip, foot) {
   const ankle = (foot.left + foot.right) / 2;
   const from = x + Math.sign(ankle - x) * 0.42 * half;
-  return { kind: "limb", path: `M${p(from, hip - 0.3 * half)}L${p(ankle, foot.top + 0.2 * heightOf(foot))}`, thick: 0.52 * half };
+  return { kind: "limb", path: `M${p(from, hip - 0.3 * half)}L${p(ankle, foot.top + 0.2 * heightOf(foot))}`,
+    thick: 0.52 * half };
 }
 
 /** A faint reflection of the light on the ground. */
-const floor = (x, half, ground) => {
+function floor(x, half, ground) {
   const [wide, high] = [1.9 * half, 0.2 * half];
-  return { kind: "floor", path: `M${p(x - wide, ground)}A${n(wide)} ${n(high)} 0 1 1 ${p(x + wide, ground)}A${n(wide)} ${n(high)} 0 1 1 ${p(x - wide, ground)}Z` };
-};
+  const arc = (to) => `A${n(wide)} ${n(high)} 0 1 1 ${p(to, ground)}`;
+  return { kind: "floor", path: `M${p(x - wide, ground)}${arc(x + wide)}${arc(x - wide)}Z` };
+}
 
 const n = (number) => String(Math.round(number * 100) / 100);
 const p = (x, y) => `${n(x)} ${n(y)}`;
 
-const discPath = (x, y, r) => `M${p(x - r, y)}A${n(r)} ${n(r)} 0 1 1 ${p(x + r, y)}A${n(r)} ${n(r)} 0 1 1 ${p(x - r, y)}Z`;
+const discPath = (x, y,
+  r) => `M${p(x - r, y)}A${n(r)} ${n(r)} 0 1 1 ${p(x + r, y)}A${n(r)} ${n(r)} 0 1 1 ${p(x - r, y)}Z`;
 
 function roundedPath({ left, top, right, bottom }, radius) {
   const r = Math.min(radius, (right - left) / 2, (bottom - top) / 2);
   const turn = (x, y) => `A${n(r)} ${n(r)} 0 0 1 ${p(x, y)}`;
-  return `M${p(left + r, top)}L${p(right - r, top)}${turn(right, top + r)}L${p(right, bottom - r)}${turn(right - r, bottom)}` +
+  return `M${p(left + r, top)}L${p(right - r, top)}${turn(right, top + r)}L${p(right, bottom - r)}` + turn(right - r, bottom) +
     `L${p(left + r, bottom)}${turn(left, bottom - r)}L${p(left, top + r)}${turn(left + r, top)}Z`;
 }
 
@@ -194,9 +203,11 @@ function roundedPath({ left, top, right, bottom }, radius) {
  */
 const HEAD = [[0, 0], [0.68, 0], [1, 0.14], [1, 0.47], [1, 0.74], [0.8, 1], [0.4, 1]];
 /** Shoulders that narrow to the hips. */
-const TORSO = [[0.5, 0], [1.04, 0], [1.04, 0.1], [1.04, 0.3], [1.04, 0.62], [0.8, 0.7], [0.8, 0.84], [0.8, 1], [0.4, 1], [0.4, 1]];
+const TORSO = [[0.5, 0], [1.04, 0], [1.04, 0.1], [1.04, 0.3], [1.04, 0.62], [0.8, 0.7], [0.8, 0.84], [0.8, 1], [0.4, 1],
+  [0.4, 1]];
 /** Shoulders, a waist, and a wide foot: for robots whose LEDs tell of no feet. */
-const GOWN = [[0.45, 0], [0.95, 0], [1.1, 0.03], [1.06, 0.13], [1, 0.3], [0.64, 0.32], [0.62, 0.5], [0.6, 0.66], [0.82, 0.72], [0.84, 0.92],
+const GOWN = [[0.45, 0], [0.95, 0], [1.1, 0.03], [1.06, 0.13], [1, 0.3], [0.64, 0.32], [0.62, 0.5], [0.6, 0.66],
+  [0.82, 0.72], [0.84, 0.92],
   [0.85, 0.98], [0.8, 1], [0.6, 1]];
 
 /** An outline and its mirror image. */

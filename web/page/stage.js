@@ -61,7 +61,8 @@ export class Stage {
   /** Outlines these LEDs. @param {Set<number>} leds */
   outline(leds) {
     this.outlined = leds;
-    for (const shape of this.overlay.querySelectorAll(".led")) shape.classList.toggle("grouped", leds.has(Number(shape.dataset.led)));
+    for (const shape of this.overlay.querySelectorAll(".led")) shape.classList.toggle("grouped",
+      leds.has(Number(shape.dataset.led)));
   }
 
   /** @param {number|undefined} led */
@@ -77,8 +78,10 @@ export class Stage {
     const isClose = new Set(close?.places.map((place) => place.led));
     this.spots = [];
     const layers = views.map((view) => {
-      const at = `translate(${view.left - view.box.left * view.scale} ${view.top - view.box.top * view.scale}) scale(${view.scale})`;
-      return svg("g", { transform: at }, ...view.places.map((place) => this.xShape(place, view, view.name === "whole" && isClose.has(place.led))));
+      const [x, y] = [view.left - view.box.left * view.scale, view.top - view.box.top * view.scale];
+      const at = `translate(${x} ${y}) scale(${view.scale})`;
+      return svg("g", { transform: at }, ...view.places.map((place) => this.xShape(place, view, view.name === "whole" &&
+        isClose.has(place.led))));
     });
     fill(this.overlay, ...(close ? frames(views.find((view) => view.name === "whole"), close) : []), ...layers);
     this.spots.sort((a, b) => a.led - b.led);
@@ -91,7 +94,8 @@ export class Stage {
   xShape(place, view, isTwin) {
     const properties = { class: "led", d: place.path, "data-led": place.led };
     if (isTwin) return svg("path", { ...properties, "aria-hidden": "true" });
-    const shape = svg("path", { ...properties, role: "option", "aria-label": this.model.leds[place.led].label, tabindex: "-1" });
+    const shape = svg("path", { ...properties, role: "option", "aria-label": this.model.leds[place.led].label,
+      tabindex: "-1" });
     const x = view.left + (place.x - view.box.left) * view.scale;
     const y = view.top + (place.y - view.box.top) * view.scale;
     this.spots.push({ led: place.led, shape, x, y });
@@ -143,7 +147,8 @@ export class Stage {
   describe(led) {
     const channels = this.live.channels(led);
     const hex = askedHex(channels);
-    const each = channels.map(({ color, value }) => `${color} ${Number.isNaN(value) ? "unknown" : percent(value)}`).join(", ");
+    const each = channels.map(({ color,
+      value }) => `${color} ${Number.isNaN(value) ? "unknown" : percent(value)}`).join(", ");
     return hex ? `${hex}, ${each}` : each;
   }
 
@@ -166,12 +171,15 @@ export class Stage {
 function frames(whole, close) {
   const left = whole.left + (close.box.left - whole.box.left) * whole.scale;
   const top = whole.top + (close.box.top - whole.box.top) * whole.scale;
-  const small = { x: left, y: top, width: (close.width / close.scale) * whole.scale, height: (close.height / close.scale) * whole.scale, rx: 4 };
+  const small = { x: left, y: top, width: (close.width / close.scale) * whole.scale,
+    height: (close.height / close.scale) * whole.scale, rx: 4 };
   const large = { x: close.left, y: close.top, width: close.width, height: close.height, rx: 18 };
   const isBeside = close.left >= small.x + small.width;
   const lines = isBeside
-    ? [`M${small.x + small.width} ${small.y}L${large.x} ${large.y + 16}`, `M${small.x + small.width} ${small.y + small.height}L${large.x} ${large.y + large.height - 16}`]
-    : [`M${small.x} ${small.y}L${large.x + 16} ${large.y + large.height}`, `M${small.x + small.width} ${small.y}L${large.x + large.width - 16} ${large.y + large.height}`];
+    ? [`M${small.x + small.width} ${small.y}L${large.x} ${large.y + 16}`,
+      `M${small.x + small.width} ${small.y + small.height}L${large.x} ${large.y + large.height - 16}`]
+    : [`M${small.x} ${small.y}L${large.x + 16} ${large.y + large.height}`,
+      `M${small.x + small.width} ${small.y}L${large.x + large.width - 16} ${large.y + large.height}`];
   const rest = { "aria-hidden": "true" };
   return [
     svg("rect", { class: "frame", ...small, ...rest }),

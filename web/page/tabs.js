@@ -22,7 +22,8 @@ export class Tabs {
     this.active = "play";
     for (const { id, title } of PANELS) {
       row.append(el("button", {
-        type: "button", role: "tab", id: `tab-${id}`, "aria-controls": id, text: title, on: { click: () => this.show(id) },
+        type: "button", role: "tab", id: `tab-${id}`, "aria-controls": id, text: title,
+          on: { click: () => this.show(id) },
       }));
     }
     row.addEventListener("keydown", (event) => this.xKey(event));

@@ -6,8 +6,10 @@ const MOST = 4; // LEDs at once
 const EVERY = 66; // ms between two drawings
 const DASHES = [[], [6, 4], [2, 3], [10, 3, 2, 3]];
 const STROKES = {
-  dark: { red: "#ff7a70", green: "#5fdb8f", blue: "#6db3ff", white: "#e8edf4", amber: "#ffc04d", infrared: "#c58bd8", axis: "#a3b1c2", grid: "#232c38" },
-  light: { red: "#c22b20", green: "#1a7f45", blue: "#1b5fc4", white: "#3b4654", amber: "#a06000", infrared: "#7d3c98", axis: "#4d5b6c", grid: "#dde3ea" },
+  dark: { red: "#ff7a70", green: "#5fdb8f", blue: "#6db3ff", white: "#e8edf4", amber: "#ffc04d", infrared: "#c58bd8",
+    axis: "#a3b1c2", grid: "#232c38" },
+  light: { red: "#c22b20", green: "#1a7f45", blue: "#1b5fc4", white: "#3b4654", amber: "#a06000", infrared: "#7d3c98",
+    axis: "#4d5b6c", grid: "#dde3ea" },
 };
 
 export class Timeline {
@@ -17,11 +19,14 @@ export class Timeline {
     this.chosen = [];
     this.samples = new Samples();
     this.isPaused = false;
-    this.add = el("select", { "aria-label": "Add an LED to the timeline", on: { change: () => this.choose(Number(this.add.value)) } });
-    this.pause = el("button", { type: "button", class: "quiet", "aria-pressed": "false", text: "Pause curves", on: { click: () => this.xPause() } });
+    this.add = el("select", { "aria-label": "Add an LED to the timeline",
+      on: { change: () => this.choose(Number(this.add.value)) } });
+    this.pause = el("button", { type: "button", class: "quiet", "aria-pressed": "false", text: "Pause curves",
+      on: { click: () => this.xPause() } });
     this.chips = el("div", { class: "chips" });
     this.place = el("div", { class: "plot" });
-    root.append(el("div", { class: "bar" }, el("h2", { text: "Timeline" }), this.add, this.pause, this.chips), this.place);
+    root.append(el("div", { class: "bar" }, el("h2", { text: "Timeline" }), this.add, this.pause, this.chips),
+      this.place);
     this.theme = matchMedia("(prefers-color-scheme: light)");
     this.theme.addEventListener("change", () => this.build());
     this.sizes = new ResizeObserver(() => this.xSize());
@@ -33,7 +38,8 @@ export class Timeline {
   showRobot() {
     const labels = this.chosen.map((led) => this.labels?.[led]);
     this.labels = this.app.model.leds.map((led) => led.label);
-    fill(this.add, el("option", { value: "-1", text: "Add an LED…" }), ...this.labels.map((text, i) => el("option", { value: i, text })));
+    fill(this.add, el("option", { value: "-1", text: "Add an LED…" }),
+      ...this.labels.map((text, i) => el("option", { value: i, text })));
     this.chosen = labels.map((label) => this.labels.indexOf(label)).filter((led) => led >= 0);
     this.samples = new Samples();
     if (this.chosen.length === 0) this.chosen = [0];
@@ -60,12 +66,14 @@ export class Timeline {
     })));
     this.plot?.destroy();
     const colors = STROKES[this.theme.matches ? "light" : "dark"];
-    const axis = { stroke: colors.axis, grid: { stroke: colors.grid, width: 1 }, ticks: { stroke: colors.grid }, font: "12px system-ui, sans-serif" };
+    const axis = { stroke: colors.axis, grid: { stroke: colors.grid, width: 1 }, ticks: { stroke: colors.grid },
+      font: "12px system-ui, sans-serif" };
     this.plot = new uPlot({
       ...this.xRoom(),
       scales: { x: { time: false, range: () => [this.now - SPAN, this.now] }, y: { range: [-0.03, 1.03] } },
       axes: [
-        { ...axis, size: 30, splits: () => [30, 20, 10, 0].map((ago) => this.now - ago), values: (_, ticks) => ticks.map((tick) => this.xAgo(tick)) },
+        { ...axis, size: 30, splits: () => [30, 20, 10, 0].map((ago) => this.now - ago),
+          values: (_, ticks) => ticks.map((tick) => this.xAgo(tick)) },
         { ...axis, size: 38, splits: [0, 0.5, 1] },
       ],
       cursor: { drag: { x: false, y: false }, points: { size: 6 } },
@@ -73,8 +81,10 @@ export class Timeline {
       series: [
         { label: "time", value: (_, time) => (time == null ? "–" : this.xAgo(time)) },
         ...this.devices.map((device) => ({
-          label: `${this.labels[device.led]} ${device.color}`, stroke: colors[device.color] ?? colors.white, width: 2, points: { show: false },
-          dash: DASHES[this.chosen.indexOf(device.led) % DASHES.length], value: (_, value) => (value == null ? "–" : value.toFixed(3)),
+          label: `${this.labels[device.led]} ${device.color}`, stroke: colors[device.color] ?? colors.white, width: 2,
+            points: { show: false },
+          dash: DASHES[this.chosen.indexOf(device.led) % DASHES.length],
+            value: (_, value) => (value == null ? "–" : value.toFixed(3)),
         })),
       ],
     }, this.samples.until(this.now), this.place);
@@ -97,7 +107,8 @@ export class Timeline {
 
   /** Notes the values of the chosen LEDs. */
   record() {
-    if (this.app.live) this.samples.add(performance.now() / 1000, this.devices.map((device) => this.app.live.valueOf(device)));
+    if (this.app.live) this.samples.add(performance.now() / 1000,
+      this.devices.map((device) => this.app.live.valueOf(device)));
   }
 
   xPause() {

@@ -31,7 +31,8 @@ export function arrange(scene, width, height) {
   if (!scene.closeUp) return [fit("whole", whole, room, scene.placed, 9, scene.body), ...views];
   const [far, close, box] = split(room, whole, withShoulders(scene));
   const near = scene.placed.filter((place) => isInside(place, box));
-  return [fit("whole", whole, far, scene.placed, 9, scene.body), fit("close", box, close, near, 9, scene.body), ...views];
+  return [fit("whole", whole, far, scene.placed, 9, scene.body), fit("close", box, close, near, 9, scene.body),
+    ...views];
 }
 
 const isInside = ({ x, y }, box) => x >= box.left && x <= box.right && y >= box.top && y <= box.bottom;
@@ -60,7 +61,8 @@ function filling(box, room, whole) {
   const lacking = Math.min((widthOf(box) * room.height) / room.width, 1.25 * widthOf(box)) - heightOf(box);
   if (lacking <= 0) return box;
   const above = Math.min(0.16 * lacking, 0.12 * heightOf(box));
-  return { ...box, top: Math.max(box.top - above, whole.top), bottom: Math.min(box.bottom + lacking - above, whole.bottom) };
+  return { ...box, top: Math.max(box.top - above, whole.top),
+    bottom: Math.min(box.bottom + lacking - above, whole.bottom) };
 }
 
 /** The box in the middle of the room, as large as it fits, at most `most` pixels a millimetre. */
