@@ -116,7 +116,8 @@ test("the timeline draws the chosen LEDs and tells values under the pointer", as
   const page = await open(browser, robot.url);
   await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
   await page.locator(".u-legend").getByText("ChestLeds red").waitFor();
-  for (let i = 0; i < 2; ++i) await robot.does("--wait", "fadeRGB", "ChestLeds", "red", "0.5"); // there, and half a second still
+  // There, and half a second still.
+  for (let i = 0; i < 2; ++i) await robot.does("--wait", "fadeRGB", "ChestLeds", "red", "0.5");
   await page.getByRole("button", { name: "Pause curves" }).click();
   const over = await page.locator(".u-over").boundingBox();
   await page.mouse.move(over.x + over.width - 3, over.y + over.height / 2);

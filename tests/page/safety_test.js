@@ -6,7 +6,7 @@ import { tmpdir } from "node:os";
 import { join } from "node:path";
 import { after, before, test } from "node:test";
 import { choose, close, field, isSeen, launch, open } from "./browser.js";
-import { becomes, Robot } from "./robot.js";
+import { becomes, Robot, run } from "./robot.js";
 
 const HEAVIEST = 200_000; // bytes
 
@@ -161,5 +161,24 @@ test("a robot without positions, and one of five hundred LEDs, are shown and lit
     } finally {
       await other.stop();
     }
+  }
+});
+
+test("over TLS the page and its socket are encrypted", async () => {
+  const folder = mkdtempSync(join(tmpdir(), "page-"));
+  const [key, certificate] = ["key", "crt"].map((end) => join(folder, `robot.${end}`));
+  const curve = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2"];
+  const names = ["-subj", "/CN=robot", "-addext", "subjectAltName=IP:127.0.0.1"];
+  const made = await run("openssl", ["req", "-x509", ...curve, ...names, "-keyout", key, "-out", certificate]);
+  assert.equal(made.status, 0, made.err);
+  const secure = await Robot.start({ args: ["--tls-cert", certificate, "--tls-key", key] });
+  try {
+    assert.match(secure.url, /^https:/);
+    const page = await open(browser, secure.url, { ignoreHTTPSErrors: true });
+    await secure.does("fadeRGB", "ChestLeds", "red", "0");
+    await isSeen(page, "ChestLeds", ({ red, green }) => red > 230 && green < 110, "red");
+    await close(page);
+  } finally {
+    await secure.stop();
   }
 });

@@ -25,7 +25,7 @@ export class Play {
     this.showRunning([]);
   }
 
-  /** @param {string[]} services that stand now. The one that is shown stays when it goes, and is used when it is back */
+  /** @param {string[]} services that stand now; the one that is shown stays when it goes, until it is back */
   async showServices(services) {
     if (services.join() !== this.services) {
       this.services = services.join();

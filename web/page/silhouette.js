@@ -193,7 +193,8 @@ const discPath = (x, y,
 function roundedPath({ left, top, right, bottom }, radius) {
   const r = Math.min(radius, (right - left) / 2, (bottom - top) / 2);
   const turn = (x, y) => `A${n(r)} ${n(r)} 0 0 1 ${p(x, y)}`;
-  return `M${p(left + r, top)}L${p(right - r, top)}${turn(right, top + r)}L${p(right, bottom - r)}` + turn(right - r, bottom) +
+  return `M${p(left + r, top)}L${p(right - r, top)}${turn(right, top + r)}L${p(right, bottom - r)}` +
+    turn(right - r, bottom) +
     `L${p(left + r, bottom)}${turn(left, bottom - r)}L${p(left, top + r)}${turn(left + r, top)}Z`;
 }
 
