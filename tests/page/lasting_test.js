@@ -166,3 +166,20 @@ test("modules that go and come back are followed", async () => {
     await own.stop();
   }
 });
+
+test("a memory that is loaded anew is watched again", async () => {
+  const own = await Robot.start();
+  try {
+    const page = await open(browser, own.url);
+    await own.does("fadeRGB", "ChestLeds", "red", "0");
+    await isSeen(page, "ChestLeds", colors.red, "red");
+    await own.does("--service", "HBHost", "unloadModule", "memory");
+    await own.does("--service", "HBHost", "loadModule", "memory");
+    await own.does("fadeRGB", "ChestLeds", "green", "0");
+    await isSeen(page, "ChestLeds", colors.green, "green");
+    assert.deepEqual(page.complaints, []);
+    await page.context().close();
+  } finally {
+    await own.stop();
+  }
+});

@@ -182,10 +182,11 @@ class Page {
 
   async xWatch() {
     if (document.hidden || !this.isLive()) return;
-    this.live.forget();
-    this.show.begin();
     try {
       await this.request("watch", { pattern: ALL_KEYS });
+      // Frames before this reply were of the watch before.
+      this.live.forget();
+      this.show.begin();
     } catch (error) {
       if (error.kind !== "lost") setTimeout(() => this.xWatch(), EVERY);
     }
@@ -202,6 +203,7 @@ class Page {
       if (made !== this.madeGroup) await this.xReadGroups();
       this.madeGroup = made;
       await this.play.showServices(state.services);
+      this.xFollowMemory(state);
       this.play.showRunning(state.running);
       this.condition.show(state);
       this.point.show();
@@ -210,6 +212,14 @@ class Page {
       if (error.kind === "lost") return;
     }
     this.timer = setTimeout(() => this.xPoll(), EVERY);
+  }
+
+  /** A memory that was loaded anew knows nothing of our watch. */
+  xFollowMemory({ services, latest }) {
+    const loaded = latest.findLast((call) => call.method === "loadModule" && !call.error)?.when;
+    const memory = `${services.includes("HBMemory")} ${loaded}`;
+    if (this.memory !== undefined && memory !== this.memory) this.xWatch();
+    this.memory = memory;
   }
 
   xEvent(message) {
