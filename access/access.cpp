@@ -171,7 +171,7 @@ std::uint64_t Access::begin(Ticket ticket) {
   return ticket.id;
 }
 
-Access::Ticket Access::takeOffLocked(std::uint64_t id) {
+Access::Ticket Access::leaveLocked(std::uint64_t id) {
   const auto found = std::ranges::find(fRunning, id, &Ticket::id);
   const Ticket ticket = *found;
   *found = fRunning.back();
@@ -182,7 +182,7 @@ Access::Ticket Access::takeOffLocked(std::uint64_t id) {
 void Access::end(const Ticket& ticket, const Outcome& outcome) {
   if (ticket.isReading && !outcome.hasFailed()) {
     std::scoped_lock lock(fMutex);
-    takeOffLocked(ticket.id);
+    leaveLocked(ticket.id);
     return;
   }
   const auto now = std::chrono::steady_clock::now();
@@ -201,7 +201,7 @@ void Access::end(const Ticket& ticket, const Outcome& outcome) {
     record.error.assign(outcome.errorText, 0, kErrorBytesKept);
   };
   std::scoped_lock lock(fMutex);
-  takeOffLocked(ticket.id);
+  leaveLocked(ticket.id);
   write(fHistory[fRecorded++ % kHistory]);
   if (!outcome.hasFailed()) write(fLatest.note(kind));
 }
@@ -320,8 +320,8 @@ std::vector<std::optional<CallRecord>> Access::find(std::span<const std::uint64_
   const auto idAt = [&](std::size_t place) { return ids[place]; };
   std::ranges::sort(places, {}, idAt);
   const auto offer = [&](std::uint64_t id, const auto& makeRecord) {
-    const auto [first, last] = std::ranges::equal_range(places, id, {}, idAt);
-    for (auto place = first; place != last; ++place) {
+    const auto first = std::ranges::lower_bound(places, id, {}, idAt);
+    for (auto place = first; place != places.end() && idAt(*place) == id; ++place) {
       if (!found[*place]) found[*place] = makeRecord();
     }
   };

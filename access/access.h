@@ -141,7 +141,7 @@ class Access {
   std::uint64_t begin(Ticket ticket);
   void requirePlaceLocked(const Ticket& ticket) const;
   void end(const Ticket& ticket, const Outcome& outcome);
-  Ticket takeOffLocked(std::uint64_t id);
+  Ticket leaveLocked(std::uint64_t id);
   static CallRecord recordOf(const Ticket& running);
   template <class Picks>
   bool raiseWhere(Picks picks);
