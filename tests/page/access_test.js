@@ -1,0 +1,129 @@
+// The page for everybody: the keyboard alone, screens of all sizes, figures beside the picture.
+import assert from "node:assert/strict";
+import { after, before, test } from "node:test";
+import { close, launch, open } from "./browser.js";
+import { becomes, Robot } from "./robot.js";
+
+let robot, browser;
+before(async () => {
+  [robot, browser] = await Promise.all([Robot.start(), launch()]);
+  await robot.does("fadeRGB", "AllLeds", "0x00a0ff", "0");
+});
+after(async () => {
+  await browser?.close();
+  await robot?.stop();
+});
+
+test("nothing is wider than the screen, from a phone to a wall", async () => {
+  const page = await open(browser, robot.url);
+  for (const width of [320, 360, 759, 760, 1199, 1200, 1600, 2560]) {
+    await page.setViewportSize({ width, height: 800 });
+    const tabs = page.locator("#tabs button:not([hidden])");
+    for (let i = 0; i < (await tabs.count()); ++i) {
+      await tabs.nth(i).click();
+      const wide = await page.evaluate(() => [
+        document.documentElement.scrollWidth,
+        ...[...document.querySelectorAll(".panel")].map((panel) => panel.scrollWidth - panel.clientWidth),
+      ]);
+      assert.ok(wide[0] <= width && Math.max(...wide.slice(1)) <= 0, `${width}: ${wide}`);
+    }
+  }
+  await close(page);
+});
+
+/** What has the focus, in words. */
+const focused = (page) =>
+  page.evaluate(() => {
+    const element = document.activeElement;
+    return element.getAttribute("aria-label") ?? (element.labels?.[0] ?? element).textContent.trim();
+  });
+
+test("the keyboard alone reaches everything", async () => {
+  const page = await open(browser, robot.url, { viewport: { width: 1024, height: 768 } });
+  const press = (...keys) =>
+    keys.reduce((before, key) => before.then(() => page.keyboard.press(key)), Promise.resolve());
+  const seen = [];
+  const tabTo = async (is) => {
+    for (let i = 0; i < 60; ++i) {
+      await press("Tab");
+      seen.push(await focused(page));
+      if (is(seen.at(-1))) return;
+    }
+    assert.fail(`not reached: ${seen.join(" > ")}`);
+  };
+  await tabTo((text) => text === "Skip to the robot");
+  await tabTo((text) => text === "Pause");
+  await tabTo((text) => text.startsWith("FaceLedLeft0"));
+  await page
+    .locator("#tip")
+    .getByText(/FaceLedLeft0/)
+    .waitFor();
+  await press("ArrowDown");
+  assert.match(await focused(page), /^(FaceLedLeft|EarLed|ChestLeds)/);
+  await press("Home", "ArrowRight");
+  assert.match(await focused(page), /^FaceLedLeft1: #00a0ff, red 0 %, green 63 %, blue 100 %$/);
+  assert.equal(await page.locator(".led[role=option][tabindex='0']").count(), 1);
+  await press("Enter"); // shows all about it
+  await page.locator("#point").getByRole("heading", { name: "FaceLedLeft1" }).waitFor();
+  await tabTo((text) => text === "Point");
+  await press("ArrowRight");
+  assert.equal(await focused(page), "State");
+  await press("Home");
+  assert.equal(await focused(page), "Play");
+  await tabTo((text) => text === "Service");
+  await tabTo((text) => text === "Filter methods");
+  await page.keyboard.type("switch to a minimum");
+  await tabTo((text) => text.startsWith("off"));
+  await press("Enter");
+  await tabTo((text) => text.startsWith("name"));
+  await press("Control+a");
+  await page.keyboard.type("ChestLeds");
+  await tabTo((text) => text === "Play");
+  await press("Enter");
+  await page
+    .locator(".result")
+    .getByText(/^Done in/)
+    .waitFor();
+  assert.equal(await robot.does("getIntensity", "ChestBoard/Led/Blue/Actuator/Value"), "0");
+  await tabTo((text) => text === "Copy the ledctl line");
+  await close(page);
+});
+
+test("what has the focus can be seen, on the stage too", async () => {
+  const page = await open(browser, robot.url);
+  await page.locator(".led[role=option]").first().focus();
+  await page.keyboard.press("ArrowRight");
+  const stroke = await page.evaluate(() => getComputedStyle(document.activeElement).stroke);
+  assert.equal(stroke, "rgb(255, 255, 255)");
+  await page.locator("#pause").focus();
+  await page.keyboard.press("Tab");
+  await page.keyboard.press("Shift+Tab");
+  assert.notEqual(await page.evaluate(() => getComputedStyle(document.activeElement).outlineStyle), "none");
+  await close(page);
+});
+
+test("a table tells all LEDs with their values", async () => {
+  const page = await open(browser, robot.url);
+  await page.locator("#tab-leds").click();
+  await becomes(async () => (await page.locator("#leds tbody tr").count()) === 51, "51 rows");
+  await page.getByRole("row", { name: /FaceLedLeft0 red 0 %, green 63 %, blue 100 % \(#00a0ff\)/ }).waitFor();
+  await page.getByLabel("Filter LEDs").fill("LeftFoot");
+  await becomes(async () => (await page.locator("#leds tbody tr").count()) === 1, "one row");
+  await close(page);
+});
+
+test("the timeline draws the chosen LEDs and tells values under the pointer", async () => {
+  const page = await open(browser, robot.url);
+  await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
+  await page.locator(".u-legend").getByText("ChestLeds red").waitFor();
+  // There, and half a second still.
+  for (let i = 0; i < 2; ++i) await robot.does("--wait", "fadeRGB", "ChestLeds", "red", "0.5");
+  await page.getByRole("button", { name: "Pause curves" }).click();
+  const over = await page.locator(".u-over").boundingBox();
+  await page.mouse.move(over.x + over.width - 3, over.y + over.height / 2);
+  const value = page.locator(".u-legend .u-series").filter({ hasText: "ChestLeds red" }).locator(".u-value");
+  await becomes(async () => Number(await value.textContent()) > 0.9, "the value under the pointer");
+  await page.getByRole("button", { name: "Take ChestLeds off the timeline" }).click();
+  assert.equal(await page.locator(".u-legend").getByText("ChestLeds red").count(), 0);
+  await close(page);
+});

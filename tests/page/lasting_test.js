@@ -1,0 +1,185 @@
+// What lasts: many pages at once, a page that stops reading, a robot that goes and comes back.
+import assert from "node:assert/strict";
+import { after, before, test } from "node:test";
+import WebSocket from "ws";
+import { choose, colors, field, isSeen, launch, linkState, open, type } from "./browser.js";
+import { becomes, Robot } from "./robot.js";
+
+const KEYS = "Device/SubDeviceList/*/Actuator/Value";
+const CHEST = "Device/SubDeviceList/ChestBoard/Led/Blue/Actuator/Value";
+
+let robot, browser;
+before(async () => {
+  [robot, browser] = await Promise.all([Robot.start(), launch()]);
+});
+after(async () => {
+  await browser?.close();
+  await robot?.stop();
+});
+
+/** A page without a browser: says hello, watches all LEDs, and says of each frame that it was seen. */
+class Watcher {
+  frames = 0;
+  at = [];
+  errors = [];
+  values = new Map();
+  keys = [];
+
+  static async open(to) {
+    const watcher = new Watcher();
+    watcher.socket = new WebSocket(`${to.url.replace("http", "ws").replace(/\/$/, "")}/socket`, {
+      perMessageDeflate: false,
+    });
+    watcher.socket.on("message", (data) => watcher.take(JSON.parse(data)));
+    watcher.socket.on("error", (error) => watcher.errors.push(error.message));
+    await new Promise((resolve, reject) =>
+      watcher.socket.once("open", resolve).once("close", () => reject(new Error("closed"))),
+    );
+    watcher.say({ id: 1, op: "hello", name: "watcher" });
+    watcher.say({ id: 2, op: "watch", pattern: KEYS });
+    return watcher;
+  }
+  say(message) {
+    this.socket.send(JSON.stringify(message));
+  }
+  take(message) {
+    if (message.error || message.event === "goodbye") this.errors.push(JSON.stringify(message));
+    if (message.event !== "frame") return;
+    this.frames += 1;
+    this.at.push(message.at);
+    this.dropped = message.dropped;
+    this.keys.push(...message.keys);
+    message.index.forEach((number, i) => this.values.set(this.keys[number], message.value[i]));
+    this.say({ op: "seen", frame: message.frame });
+  }
+  close() {
+    this.socket.terminate();
+  }
+}
+
+test("fifty pages at once are served while motion goes on", async (t) => {
+  const watchers = await Promise.all(Array.from({ length: 50 }, () => Watcher.open(robot)));
+  await becomes(() => watchers.every((watcher) => watcher.frames > 0), "all to have the first frame");
+  const page = await open(browser, robot.url);
+  await robot.does("off", "AllLeds");
+  await robot.does("fade", "FaceLeds", "1", "3");
+  await robot.does("--wait", "fade", "ChestLeds", "1", "3");
+  await becomes(
+    () => watchers.every((watcher) => watcher.values.get(CHEST) === 1),
+    "all to have the end of the fade",
+  );
+  for (const watcher of watchers) {
+    assert.deepEqual(watcher.errors, []);
+    assert.ok(watcher.frames > 20, `${watcher.frames} frames`);
+  }
+  const gaps = watchers.flatMap(({ at }) => at.slice(2).map((now, i) => now - at[i + 1])).sort((a, b) => a - b);
+  const [frames, dropped] = ["frames", "dropped"].map((what) =>
+    watchers.reduce((sum, watcher) => sum + watcher[what], 0),
+  );
+  t.diagnostic(
+    `${frames} frames, ${dropped} dropped; between two: median ${gaps[gaps.length >> 1]} ms, most ${gaps.at(-1)} ms`,
+  );
+  await isSeen(page, "ChestLeds", colors.white, "white");
+  watchers.forEach((watcher) => watcher.close());
+  assert.deepEqual(page.complaints, []);
+  await page.context().close();
+});
+
+test("a page that stops reading holds up nobody, and has the latest when it reads again", async () => {
+  const [slow, quick] = await Promise.all([Watcher.open(robot), Watcher.open(robot)]);
+  await becomes(() => slow.frames > 0 && quick.frames > 0, "the first frames");
+  slow.socket._socket.pause();
+  const before = quick.frames;
+  for (const value of ["0", "1", "0"]) await robot.does("--wait", "fade", "AllLeds", value, "0.4");
+  await becomes(() => quick.frames > before + 20 && quick.values.get(CHEST) === 0, "the other page to follow");
+  await robot.does("setIntensity", "ChestLeds", "0.25");
+  slow.socket._socket.resume();
+  await becomes(() => slow.values.get(CHEST) === 0.25, "the slow page to have the latest");
+  assert.deepEqual([slow.errors, quick.errors], [[], []]);
+  slow.close();
+  quick.close();
+});
+
+test("a page whose frames are never seen is sent two", async () => {
+  const lazy = await Watcher.open(robot);
+  lazy.say = () => {};
+  await becomes(() => lazy.frames > 0, "the first frame");
+  await robot.does("--wait", "fade", "AllLeds", "1", "0.5");
+  const { frames } = lazy;
+  await robot.does("--wait", "fade", "AllLeds", "0", "0.5");
+  assert.equal(lazy.frames, frames);
+  lazy.close();
+});
+
+test("a robot that is killed is looked for, and its restart is told", async () => {
+  const first = await Robot.start();
+  const page = await open(browser, first.url);
+  await first.does("fadeRGB", "ChestLeds", "red", "0");
+  await isSeen(page, "ChestLeds", colors.red, "red");
+  await page.locator("#tab-leds").click();
+  await choose(page, "setIntensity name, intensity");
+  await type(page, "name", "ChestLeds");
+  await first.kill();
+  await becomes(
+    async () => (await linkState(page)).startsWith("The robot is gone; looking for it…"),
+    "the page to miss it",
+  );
+  assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
+  const second = await Robot.start({ port: first.port, folder: first.folder });
+  try {
+    await becomes(
+      async () => (await linkState(page)) === "Live: the robot restarted",
+      "the page to tell the restart",
+    );
+    assert.ok(await page.locator("#leds").isVisible());
+    assert.equal(await field(page, "name").inputValue(), "ChestLeds");
+    await second.does("fadeRGB", "ChestLeds", "blue", "0");
+    await isSeen(page, "ChestLeds", colors.blue, "blue");
+    await becomes(
+      async () => page.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(),
+      "calls to be possible again",
+    );
+    // What the browser itself says of connections that fail, and nothing else.
+    const rest = page.complaints.filter((text) => !/WebSocket connection to .* failed/.test(text));
+    assert.deepEqual(rest, []);
+    await page.context().close();
+  } finally {
+    await second.stop();
+  }
+});
+
+test("modules that go and come back are followed", async () => {
+  const own = await Robot.start();
+  try {
+    const page = await open(browser, own.url);
+    await own.does("--service", "HBHost", "unloadModule", "leds");
+    const services = () => page.getByLabel("Service").textContent();
+    await becomes(async () => (await services()).includes("HBLeds (gone)"), "the service to go");
+    await own.does("--service", "HBHost", "loadModule", "leds");
+    await becomes(async () => !(await services()).includes("(gone)"), "the service to come back");
+    assert.equal(await page.locator("form.form h2").textContent(), "fadeRGB");
+    await own.does("fadeRGB", "ChestLeds", "green", "0");
+    await isSeen(page, "ChestLeds", colors.green, "green");
+    assert.deepEqual(page.complaints, []);
+    await page.context().close();
+  } finally {
+    await own.stop();
+  }
+});
+
+test("a memory that is loaded anew is watched again", async () => {
+  const own = await Robot.start();
+  try {
+    const page = await open(browser, own.url);
+    await own.does("fadeRGB", "ChestLeds", "red", "0");
+    await isSeen(page, "ChestLeds", colors.red, "red");
+    await own.does("--service", "HBHost", "unloadModule", "memory");
+    await own.does("--service", "HBHost", "loadModule", "memory");
+    await own.does("fadeRGB", "ChestLeds", "green", "0");
+    await isSeen(page, "ChestLeds", colors.green, "green");
+    assert.deepEqual(page.complaints, []);
+    await page.context().close();
+  } finally {
+    await own.stop();
+  }
+});

@@ -1,0 +1,59 @@
+// The panel State: what the robot is, what it does by itself, ratios, modules, and the last calls.
+import { el, fill } from "./dom.js";
+import { habits, ratios } from "./settings.js";
+import { clockText, durationText } from "./value.js";
+
+const LAST_CALLS = 12;
+const READS = /^(get|list|modules$)/;
+
+/** What pages ask for their own picture is no news. */
+const isOfPages = (call) => call.client.startsWith("page") && READS.test(call.method) && !call.error;
+
+export class Condition {
+  /** @param {HTMLElement} root @param {any} app */
+  constructor(root, app) {
+    this.app = app;
+    this.robot = el("dl", { class: "facts" });
+    this.habits = el("dl", { class: "facts" });
+    this.ratios = el("dl", { class: "facts" });
+    this.modules = el("p", { class: "hint" });
+    this.calls = el("tbody");
+    root.append(el("h2", { text: "State" }), this.robot,
+      el("h3", { text: "By itself, as asked by clients" }), this.habits,
+      el("h3", { text: "Intensity ratios, as asked by clients" }), this.ratios,
+      el("h3", { text: "Modules" }), this.modules,
+      el("h3", { text: "Last calls" }),
+      el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Last calls" },
+        el("table", { class: "wordy" },
+        el("thead", {}, el("tr", {}, ...["Call", "by", "at"].map((text) => el("th", { scope: "col", text })))),
+          this.calls)));
+  }
+
+  /** @param {any} state the robot's reply */
+  show(state) {
+    const { app } = this;
+    if (!app.model || !app.isPanelShown("state")) return;
+    const has = (service) => (state.services.includes(service) ? "present" : "absent: nothing moves");
+    list(this.robot, [
+      ["Robot", `${state.robot}, model ${app.model.name} ${app.model.version}`.trim()],
+      ["Ready", state.ready ? "yes" : "not yet"],
+      ["Up for", durationText(state.uptime * 1000)],
+      ["Software", app.robot.software],
+      ["You are", app.robot.role],
+      ["Motion", has("HBMotion")],
+      ["LEDs", `${app.model.leds.length}, of ${app.model.devices.length} channels`],
+    ]);
+    list(this.habits, habits(state.latest).map(({ name, text }) => [name, text]));
+    const all = ratios(app.model, state.latest).map(({ name, ratio, why }) => [name, `${ratio} (${why})`]);
+    list(this.ratios, all.length > 0 ? all : [["All LEDs", "1"]]);
+    this.modules.textContent = state.modules.join(", ") || "none";
+    const latest = state.latest.filter((call) => !isOfPages(call)).sort((a, b) => b.when - a.when).slice(0, LAST_CALLS);
+    fill(this.calls, ...latest.map((call) => el("tr", {},
+      el("th", { scope: "row" }, `${call.service}.${call.method} ${call.args}`,
+        call.error ? el("span", { class: "error", text: `\n${call.error}` }) : null),
+      el("td", { text: call.client }), el("td", { class: "time", text: clockText(call.when) }))));
+  }
+}
+
+const list = (element, facts) => fill(element, ...facts.flatMap(([name, text]) => [el("dt", { text: name }),
+  el("dd", { text })]));

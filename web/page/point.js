@@ -1,0 +1,132 @@
+// The panel Point: all about the LED under the pointer or the focus, and the groups.
+import { askedHex, toScreen } from "./color.js";
+import { el, fill, setText } from "./dom.js";
+import { plainName } from "./model.js";
+import { ratioOf } from "./settings.js";
+import { clockText, durationText, percent, toNumber } from "./value.js";
+
+const EVERY = 250; // ms between two questions about the LED
+
+export class Point {
+  /** @param {HTMLElement} root @param {any} app */
+  constructor(root, app) {
+    this.app = app;
+    this.title = el("h2", { text: "Point at an LED" });
+    this.hint = el("p", { class: "hint", text: "Hover over one, tap it, or tab to the robot and use the arrow keys." });
+    this.facts = el("dl", { class: "facts" });
+    this.channels = el("tbody");
+    this.table = el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Channels" }, el("table", {},
+      el("thead", {}, el("tr", {}, ...["Channel", "now", "target",
+        "left"].map((text) => el("th", { scope: "col", text })))), this.channels));
+    this.curve = el("button", { type: "button", text: "Show in the timeline",
+      on: { click: () => app.addCurve(this.led) } });
+    this.groups = el("div", { class: "chips" });
+    root.append(this.title, this.hint, this.facts, this.table, el("div", { class: "actions" }, this.curve),
+      el("h3", { text: "Groups: point at one to see its LEDs" }), this.groups);
+    this.pinned = undefined;
+    this.point(undefined);
+  }
+
+  /** A robot was found, or is another. */
+  showGroups() {
+    this.pinned = undefined;
+    fill(this.groups, ...[...this.app.groups.keys()].sort().map((name) => {
+      const button = el("button", { type: "button", "aria-pressed": "false", text: name });
+      const light = () => this.app.outline(name);
+      const rest = () => this.app.outline(this.pinned);
+      button.addEventListener("pointerenter", light);
+      button.addEventListener("focus", light);
+      button.addEventListener("pointerleave", rest);
+      button.addEventListener("blur", rest);
+      button.addEventListener("click", () => this.xPin(name));
+      return button;
+    }));
+  }
+
+  xPin(name) {
+    this.pinned = this.pinned === name ? undefined : name;
+    for (const button of this.groups.children) button.setAttribute("aria-pressed",
+      String(button.textContent === this.pinned));
+    this.app.outline(this.pinned ?? name);
+    if (this.pinned) this.app.offerName(name);
+  }
+
+  /** @param {number|undefined} led */
+  point(led) {
+    if (led === this.led && led !== undefined) return;
+    this.led = led;
+    this.states = this.origins = undefined;
+    const isKnown = led !== undefined;
+    this.hint.hidden = isKnown;
+    this.facts.hidden = this.table.hidden = this.curve.hidden = !isKnown;
+    setText(this.title, isKnown ? this.app.model.leds[led].label : "Point at an LED");
+    this.show();
+    this.ask();
+  }
+
+  /** Asks the robot about the LED, now and again while it is looked at. */
+  async ask() {
+    const { app, led } = this;
+    if (led === undefined || !app.isPanelShown("point") || !app.isLive() || this.isAsking) return;
+    this.isAsking = true;
+    const keys = app.model.leds[led].devices.map((device) => device.key);
+    const call = (method) => app.read("HBMotion", method, [keys]).catch(() => undefined);
+    const [states, ids] = await Promise.all([call("getLEDStates"), call("getLEDOrigins")]);
+    const calls = [...new Set(ids ?? [])].filter((id) => id !== 0);
+    const who = calls.length > 0 ? await app.request("who", { calls }).catch(() => undefined) : { calls: [] };
+    this.isAsking = false;
+    if (led === this.led) {
+      this.states = states;
+      this.origins = ids?.map((id) => who?.calls[calls.indexOf(id)] ?? id);
+      this.show();
+    }
+    clearTimeout(this.timer);
+    this.timer = setTimeout(() => this.ask(), EVERY);
+  }
+
+  /** Shows what is known of the LED now. */
+  show() {
+    const { app, led } = this;
+    if (led === undefined || !app.live || !app.isPanelShown("point")) return;
+    const { short, groups, devices } = app.model.leds[led];
+    const channels = app.live.channels(led);
+    const allGroups = new Set([...groups, ...devices.flatMap((device) => [...device.groups]), ...app.groupsOf(led)]);
+    const { ratio, why } = ratioOf(led, app.model, app.groups, app.latest);
+    this.xFacts([
+      ["Short name", short || [...new Set(devices.map((device) => device.short))].filter(Boolean).join(", ") || "none"],
+      ["Colour", askedHex(channels) || percent(channels[0].value || 0)],
+      ["Groups", [...allGroups].sort().join(", ") || "none"],
+      ["Ratio", `${ratio} (${why})`],
+      ["Set by", this.xOrigin()],
+    ], led);
+    fill(this.channels, ...channels.map(({ device, value }, i) => {
+      const [, , target, left] = (this.states?.[i] ?? []).map(toNumber);
+      const cells = [Number.isNaN(value) ? "–" : value.toFixed(3), target === undefined ? "–" : target.toFixed(3),
+        left > 0 ? durationText(left * 1000) : "–"];
+      return el("tr", {}, el("th", { scope: "row", text: plainName(device.name) }),
+        ...cells.map((text) => el("td", { text })));
+    }));
+  }
+
+  xFacts(facts, led) {
+    const light = this.app.live.light.subarray(3 * led, 3 * led + 3);
+    fill(this.facts, ...facts.flatMap(([name, text]) => {
+      const value = el("dd", {}, text);
+      if (name === "Colour") {
+        const swatch = el("span", { class: "swatch" });
+        swatch.style.background = `rgb(${[...light].map(toScreen).join(" ")})`;
+        value.prepend(swatch);
+      }
+      return [el("dt", { text: name }), value];
+    }));
+  }
+
+  /** The call that wrote the LED last. */
+  xOrigin() {
+    if (!this.origins) return "–";
+    const known = this.origins.filter((origin) => typeof origin === "object" && origin !== null);
+    const last = known.sort((a, b) => a.when - b.when).at(-1);
+    if (last) return `${last.service}.${last.method}, by ${last.client} (${last.transport}) at ${clockText(last.when)}`;
+    return this.origins.some((id) => id !== 0) ? "a call that is forgotten by now" : "the robot itself, or nobody yet";
+  }
+}

@@ -1,0 +1,46 @@
+// The last half minute of some values, one common row of times: what a plot draws. No DOM.
+
+export const SPAN = 30; // seconds
+const GAP = 0.04; // seconds without a change after which a value is known to have stood still
+
+export class Samples {
+  /** Keeps nothing yet. `keys` name the rows. */
+  constructor() {
+    this.keys = [];
+    this.times = [];
+    this.rows = [];
+    this.last = [];
+  }
+
+  /** Other rows: what was kept of those that stay remains. @param {any[]} keys */
+  keep(keys) {
+    const empty = () => this.times.map(() => null);
+    this.rows = keys.map((key) => this.rows[this.keys.indexOf(key)] ?? empty());
+    this.last = keys.map((key) => this.last[this.keys.indexOf(key)] ?? null);
+    this.keys = keys;
+  }
+
+  /** @param {number} now seconds @param {number[]} values one a key */
+  add(now, values) {
+    const before = this.times.at(-1);
+    if (before !== undefined && now <= before) now = before + 1e-4;
+    if (before !== undefined && now - before > GAP) this.xPush(now - 1e-3, this.last);
+    this.xPush(now, values);
+    this.last = values;
+    let old = 0;
+    while (this.times.length - old > 2 && this.times[old + 1] < now - SPAN) ++old;
+    if (old > 200) for (const row of [this.times, ...this.rows]) row.splice(0, old);
+  }
+
+  xPush(time, values) {
+    this.times.push(time);
+    this.rows.forEach((row, i) => row.push(Number.isNaN(values[i]) ? null : values[i]));
+  }
+
+  /** What a plot takes: times, then each row, up to now. */
+  until(now) {
+    if (this.times.length === 0) return [[now], ...this.keys.map((_, i) => [this.last[i]])];
+    return [[...this.times, Math.max(now, this.times.at(-1) + 1e-4)],
+      ...this.rows.map((row, i) => [...row, this.last[i]])];
+  }
+}
