@@ -144,10 +144,10 @@ class Access {
   xo::Object requireService(const std::string& service) const;
   std::uint64_t begin(Ticket ticket, std::size_t* ofMethod = nullptr);
   void requirePlaceLocked(const Ticket& ticket) const;
-  /// any thread; it may be null and outlives the call. `expectLong`, if there is one, runs on this
-  /// thread before the method does when several calls of that method run already: this one will
-  /// take long, too. While it runs, the call's id is the thread's `xo::CallScope::currentOrigin`.
-  /// Viewers may call readings only. Errors: Refused, before anything was called.
+  std::size_t countLocked(const std::string& service, const std::string& method) const;
+  Ticket leaveLocked(std::uint64_t id);
+  void end(const Ticket& ticket, const Outcome& outcome);
+  static CallRecord recordOf(const Ticket& running);
   template <class Picks>
   bool raiseWhere(Picks picks);
 
