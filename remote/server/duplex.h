@@ -190,14 +190,15 @@ class Duplex : public Endable,
     }
     const Pointer self = fSelf;
     expect(*fMethod, *fEndables, fCounted);
+    fTicket = fMethod->firstWords->await(self);
     fEndables->add(self);
     try {
       opened();
     } catch (const door::Refused& refused) {
+      fMethod->firstWords->came(std::exchange(fTicket, 0));
       end(statusOf(refused));
       return;
     }
-    fTicket = fMethod->firstWords->await(self);
     readNext();
   }
   void wasRead(bool ok) {
