@@ -25,6 +25,8 @@ using Floats = std::vector<float>;
 using Strings = std::vector<std::string>;
 
 constexpr std::chrono::milliseconds kPatience{500};
+constexpr std::chrono::milliseconds kLongStep{5};
+constexpr std::chrono::seconds kLongestWait{3};
 
 const std::string& textOfFile(const std::string& path) {
   static std::map<std::string, std::string> texts;
@@ -182,15 +184,21 @@ void LedsRobot::xDrive(const std::function<void()>& action) {
   fPatience.set();
   fClock.awaitSleepers(1);
   const xo::TimePoint start = fClock.now();
-  xo::Duration step = std::chrono::seconds(1);
+  const auto realStart = std::chrono::steady_clock::now();
+  // As far at a time as takes little of ours: a rotation ticks 2,500 times a second on a robot that
+  // has no ears, and sleeps may last for days.
+  xo::Duration step = std::chrono::milliseconds(100);
   while (!hasEnded) {
-    const int before = fWrites;
+    const auto before = std::chrono::steady_clock::now();
     xAdvance(step);
-    step = fWrites == before ? std::min<xo::Duration>(step * 2, std::chrono::hours(25))
-                             : std::chrono::seconds(1);
+    const auto now = std::chrono::steady_clock::now();
+    step = now - before > kLongStep
+               ? std::max<xo::Duration>(step / 2, std::chrono::milliseconds(10))
+               : std::min<xo::Duration>(step * 2, std::chrono::hours(25));
     const xo::Duration taken = fClock.now() - start;
     if (taken > kLongestCall) xAskToStop();
-    if (!hasEnded && (taken > kLongestSleep || fWrites > 4 * kMostWrites)) {
+    const bool isOver = taken > kLongestSleep || now - realStart > kLongestWait;
+    if (!hasEnded && (isOver || fWrites > 4 * kMostWrites)) {
       fIsEnded = true;
       fModule->ending().raise();
     }

@@ -22,7 +22,7 @@ namespace fuzz {
 /// Times beyond a quarter of a second are shortened on their way to motion, and an animation is
 /// asked to stop after so many writes, a minute of its time, or a while of ours: so that no call
 /// costs millions of ticks. When that does not end it, its sleeps end, as when a module is
-/// unloaded.
+/// unloaded, and further calls are left out.
 class LedsRobot {
  public:
   /// `model` is a file of the tree.
