@@ -77,12 +77,12 @@ TEST_F(AccessTest, OneOfManyCallsOfAMethodIsToldToExpectALongOne) {
   }
   call("twice").join();
   EXPECT_EQ(told, 2) << "another method";
-  access.cancelAllOf(kAda);
+  access.cancelAllBy("grpc");
   for (auto& thread : calls) thread.join();
   auto last = call("stay");
   awaitInside(1);
   EXPECT_EQ(told, 2) << "those before are over";
-  access.cancelAllOf(kAda);
+  access.cancelAllBy("grpc");
   last.join();
 }
 

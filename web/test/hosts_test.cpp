@@ -16,7 +16,7 @@ std::string ownName() {
 
 TEST(Hosts, AreNumbersLocalhostThisMachineAndWhatWasGiven) {
   const Hosts hosts("robot.example", 5481, false);
-  for (const std::string host :
+  for (const std::string& host :
        {std::string("127.0.0.1"), std::string("192.0.2.7"), std::string("[::1]"),
         std::string("localhost"), std::string("LocalHost"), std::string("robot.example"), ownName(),
         ownName() + ".local"}) {
