@@ -94,9 +94,8 @@ TEST(Tavro, RemembersForWhichCallAnLedWasWritten) {
   const HB::HBValue args[] = {keys};
   const auto origins = [&] {
     std::set<int> all;
-    for (const auto& one : client->call("HBMotion", "getLEDOrigins", args).value.toList()) {
-      all.insert(one.toInt());
-    }
+    const auto reply = client->call("HBMotion", "getLEDOrigins", args);
+    for (const auto& one : reply.value.toList()) all.insert(one.toInt());
     return all;
   };
   EXPECT_EQ(origins(), std::set<int>{0}) << "nobody has written any";

@@ -337,7 +337,7 @@ TEST_F(HBMotionTest, WritesNoOtherKeysOfAMemoryThatCameBackWithOthers) {
 TEST_F(HBMotionTest, DocumentsEveryMethodAndEveryArgument) {
   load();
   const xo::ObjectInfo info = motion->object().describe();
-  EXPECT_EQ(info.methods.size(), 4u);
+  EXPECT_EQ(info.methods.size(), 5u);
   EXPECT_FALSE(info.description.empty());
   for (const xo::MethodInfo& method : info.methods) {
     EXPECT_FALSE(method.doc.description.empty()) << method.doc.name;
