@@ -93,9 +93,9 @@ TEST(Tavro, RemembersForWhichCallAnLedWasWritten) {
   const auto keys = client->call("HBMotion", "listLEDs", {}).value;
   const HB::HBValue args[] = {keys};
   const auto origins = [&] {
+    const auto listed = client->call("HBMotion", "getLEDOrigins", args).value;
     std::set<int> all;
-    const auto reply = client->call("HBMotion", "getLEDOrigins", args);
-    for (const auto& one : reply.value.toList()) all.insert(one.toInt());
+    for (const auto& one : listed.toList()) all.insert(one.toInt());
     return all;
   };
   EXPECT_EQ(origins(), std::set<int>{0}) << "nobody has written any";
