@@ -27,7 +27,7 @@ export class Show {
   take(frame) {
     const { app } = this;
     const isChange = app.live.take(frame);
-    if (isChange) app.timeline.record();
+    if (isChange) app.timeline.record(frame.dropped > (this.dropped ?? 0));
     this.lag = performance.now() - frame.at; // of clocks that do not start together
     this.dropped = frame.dropped;
     this.unseen = frame.frame;
