@@ -21,6 +21,7 @@ export class Show {
   begin() {
     this.quickest = Infinity;
     this.unseen = undefined;
+    this.dropped = 0;
   }
 
   /** Takes a frame over; it is painted with the next picture. */
