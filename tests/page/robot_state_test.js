@@ -72,6 +72,11 @@ test("samples keep half a minute, and steps stay steps", () => {
   const [times, values] = samples.until(11);
   assert.deepEqual(values, [0, 0, 1, 1]);
   assert.ok(times[1] > 9.9 && times[1] < 10);
+  const merged = new Samples();
+  merged.keep(["a"]);
+  merged.add(0, [0]);
+  merged.add(10, [1], true);
+  assert.deepEqual(merged.until(11)[1], [0, 1, 1]);
   for (let now = 11; now < 100; now += 0.02) samples.add(now, [1]);
   assert.ok(samples.times.length < 2000);
   samples.keep(["b", "a"]);

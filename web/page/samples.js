@@ -20,11 +20,14 @@ export class Samples {
     this.keys = keys;
   }
 
-  /** @param {number} now seconds @param {number[]} values one a key */
-  add(now, values) {
+  /**
+   * @param {number} now seconds @param {number[]} values one a key
+   * @param {boolean} isMerged whether what was between these and the last ones is not known
+   */
+  add(now, values, isMerged = false) {
     const before = this.times.at(-1);
     if (before !== undefined && now <= before) now = before + 1e-4;
-    if (before !== undefined && now - before > GAP) this.xPush(now - 1e-3, this.last);
+    if (before !== undefined && now - before > GAP && !isMerged) this.xPush(now - 1e-3, this.last);
     this.xPush(now, values);
     this.last = values;
     let old = 0;

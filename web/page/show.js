@@ -21,13 +21,14 @@ export class Show {
   begin() {
     this.quickest = Infinity;
     this.unseen = undefined;
+    this.dropped = 0;
   }
 
   /** Takes a frame over; it is painted with the next picture. */
   take(frame) {
     const { app } = this;
     const isChange = app.live.take(frame);
-    if (isChange) app.timeline.record();
+    if (isChange) app.timeline.record(frame.dropped > (this.dropped ?? 0));
     this.lag = performance.now() - frame.at; // of clocks that do not start together
     this.dropped = frame.dropped;
     this.unseen = frame.frame;

@@ -106,9 +106,10 @@ export class Timeline {
   }
 
   /** Notes the values of the chosen LEDs. */
-  record() {
-    if (this.app.live) this.samples.add(performance.now() / 1000,
-      this.devices.map((device) => this.app.live.valueOf(device)));
+  record(isMerged) {
+    if (!this.app.live || !this.devices) return;
+    const values = this.devices.map((device) => this.app.live.valueOf(device));
+    this.samples.add(performance.now() / 1000, values, isMerged);
   }
 
   xPause() {
