@@ -17,7 +17,7 @@ export const launch = () =>
  */
 export async function open(browser, url, { prepare, ...options } = {}) {
   const context = await browser.newContext({ viewport: { width: 1400, height: 900 }, ...options });
-  context.setDefaultTimeout(15_000);
+  context.setDefaultTimeout(60_000);
   const page = await context.newPage();
   page.complaints = [];
   page.on("console", (message) => page.complaints.push(`${message.type()}: ${message.text()}`));

@@ -7,7 +7,7 @@ import { join } from "node:path";
 import { createInterface } from "node:readline";
 
 /** Waits until `condition` gives something true, and gives that. */
-export async function becomes(condition, what = "what is waited for", seconds = 20) {
+export async function becomes(condition, what = "what is waited for", seconds = 60) {
   const end = Date.now() + seconds * 1000;
   for (;;) {
     const found = await condition();

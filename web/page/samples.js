@@ -1,7 +1,7 @@
 // The last half minute of some values, one common row of times: what a plot draws. No DOM.
 
 export const SPAN = 30; // seconds
-const GAP = 0.04; // seconds without a change after which a value is known to have stood still
+const GAP = 0.12; // seconds without a change after which a value is known to have stood still
 
 export class Samples {
   /** Keeps nothing yet. `keys` name the rows. */
