@@ -111,9 +111,9 @@ TEST(Crowd, APageThatWatchesAndNeverReadsHoldsUpNobody) {
   deaf.hello("deaf");
   deaf.ask({{"op", "watch"}, {"pattern", ""}});
   auto other = page.connect("other");
-  other.ask({{"op", "watch"}, {"pattern", "key 7"}});
+  other.ask({{"op", "watch"}, {"pattern", "key 999"}});
   int frames = 0;
-  for (int i = 1; i <= 2000; ++i) page.memory.insert("key 7", static_cast<float>(i));
+  for (int i = 1; i <= 2000; ++i) page.memory.insert("key 999", static_cast<float>(i));
   for (Json last; last != 2000.0; ++frames) {
     const Json frame = other.event("frame");
     last = frame["value"].back();
