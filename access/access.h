@@ -94,7 +94,6 @@ class Access {
   /// One of the things that a client may have a number of at once; given back when the last copy
   /// goes, which may outlive this.
   using Place = Places::Place;
-  using FuturePlace = Place;
   /// Among the futures whose end a client waits for. Errors: Refused.
   Place takeFuturePlace(const Client& client) const { return fFutures.take(client); }
   /// Among the watches, of memory or services. Errors: Refused.

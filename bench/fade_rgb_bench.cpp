@@ -9,9 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "bench/leds_robot.h"
-#include "services/memory/src/hbmemory.h"
-#include "services/motion/src/hbmotion.h"
+#include "bench/whole_robot.h"
 
 namespace HB {
 
@@ -33,33 +31,11 @@ LedsRobot& robot() {
   return made;
 }
 
-/// A robot with memory and motion as they are.
-class WholeRobot {
- public:
-  WholeRobot() {
-    HB::createModule<HB::HBMemory>(fServices.broker());
-    fServices.publishModel(readModel("vanto.xml"));
-    HB::createModule<HB::HBMotion>(fServices.broker());
-    HB::createModule<HB::HBLeds>(fServices.broker());
-  }
-  ~WholeRobot() {
-    for (const char* name : {"HBLeds", "HBMotion", "HBMemory"}) {
-      fServices.broker()->removeModule(name);
-    }
-  }
-  WholeRobot(const WholeRobot&) = delete;
-  WholeRobot& operator=(const WholeRobot&) = delete;
-  xo::Object service() const { return fServices.find("HBLeds"); }
-
- private:
-  Services fServices;
-};
-
 /// The whole command, called by name as another module would. Its future is let go of, the way of
 /// most callers. All fades end at one instant, so that each replaces the one before.
 void fadeRGB(benchmark::State& state) {
   const WholeRobot whole;
-  const auto leds = whole.service();
+  const auto leds = whole.services.find("HBLeds");
   const std::string group = "FaceLeds";
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(1000);
   for (auto _ : state) {

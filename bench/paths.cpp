@@ -11,37 +11,15 @@
 #include <vector>
 
 #include "access/access.h"
-#include "bench/leds_robot.h"
+#include "bench/whole_robot.h"
 #include "remote/proto/convert.h"
-#include "services/memory/src/hbmemory.h"
 #include "services/motion/src/animator.h"
-#include "services/motion/src/hbmotion.h"
 #include "services/motion/src/memory_driver.h"
 
 namespace bench {
 namespace {
 
 constexpr int kDevices = 100;
-
-/// Memory, motion and LEDs as they are, in this process.
-class WholeRobot {
- public:
-  WholeRobot() {
-    HB::createModule<HB::HBMemory>(services.broker());
-    services.publishModel(readModel("vanto.xml"));
-    HB::createModule<HB::HBMotion>(services.broker());
-    HB::createModule<HB::HBLeds>(services.broker());
-  }
-  ~WholeRobot() {
-    for (const char* name : {"HBLeds", "HBMotion", "HBMemory"}) {
-      services.broker()->removeModule(name);
-    }
-  }
-  WholeRobot(const WholeRobot&) = delete;
-  WholeRobot& operator=(const WholeRobot&) = delete;
-
-  Services services;
-};
 
 /// From a caller in the process to motion's key frames.
 void fadeRGB(int calls) {

@@ -5,7 +5,7 @@
 namespace remote {
 
 void PendingCall::start(CallExchange::Pointer exchange, xo::Future<HB::HBValue> future,
-                        door::Access::FuturePlace place, Endables& endables) {
+                        door::Access::Place place, Endables& endables) {
   const auto call = std::make_shared<PendingCall>(std::move(exchange), std::move(future),
                                                   std::move(place), endables);
   // The exchange keeps the call until it ends; the future, which may run for long after, does not.
@@ -17,7 +17,7 @@ void PendingCall::start(CallExchange::Pointer exchange, xo::Future<HB::HBValue> 
 }
 
 PendingCall::PendingCall(CallExchange::Pointer exchange, xo::Future<HB::HBValue> future,
-                         door::Access::FuturePlace place, Endables& endables)
+                         door::Access::Place place, Endables& endables)
     : fEndables(endables),
       fExchange(std::move(exchange)),
       fFuture(std::move(future)),

@@ -34,9 +34,9 @@ class PendingCall final : public Endable, public std::enable_shared_from_this<Pe
  public:
   /// Replies when `future` ends. `endables` outlives the call; `place` is given back then.
   static void start(CallExchange::Pointer exchange, xo::Future<HB::HBValue> future,
-                    door::Access::FuturePlace place, Endables& endables);
+                    door::Access::Place place, Endables& endables);
   PendingCall(CallExchange::Pointer exchange, xo::Future<HB::HBValue> future,
-              door::Access::FuturePlace place, Endables& endables);
+              door::Access::Place place, Endables& endables);
 
   void endWithServer() override;
 
@@ -48,7 +48,7 @@ class PendingCall final : public Endable, public std::enable_shared_from_this<Pe
   Endables& fEndables;
   const CallExchange::Pointer fExchange;
   const xo::Future<HB::HBValue> fFuture;
-  const door::Access::FuturePlace fPlace;
+  const door::Access::Place fPlace;
   std::atomic<bool> fIsReplied{false};
 };
 

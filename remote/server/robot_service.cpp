@@ -223,7 +223,7 @@ void RobotService::call(const CallExchange::Pointer& exchange) {
   args.reserve(static_cast<std::size_t>(request.args_size()));
   for (const auto& arg : request.args()) args.push_back(fromWire(arg));
 
-  door::Access::FuturePlace place;
+  door::Access::Place place;
   if (isAwaited) place = fAccess.takeFuturePlace(client);
   door::Outcome outcome = fAccess.call(client, request.service(), request.method(), args,
                                        &exchange->stop, &Crew::expectLong);

@@ -42,7 +42,7 @@ void StartCall::run(const v1::CallRequest& request) {
     follow(*std::exchange(outcome.future, std::nullopt));
   } else {
     {
-      door::Access::FuturePlace place;  // whoever has the answer may start another one
+      door::Access::Place place;  // whoever has the answer may start another one
       std::scoped_lock lock(fMutex);
       place.swap(fPlace);
     }
@@ -84,7 +84,7 @@ void StartCall::cancel() {
 void StartCall::gone() {
   fStop.raise();
   std::optional<xo::Future<HB::HBValue>> future;  // let go of outside the lock
-  door::Access::FuturePlace place;
+  door::Access::Place place;
   std::scoped_lock lock(fMutex);
   fIsGone = true;
   future.swap(fFuture);
@@ -93,7 +93,7 @@ void StartCall::gone() {
 
 void StartCall::finished() {
   std::optional<xo::Future<HB::HBValue>> future;
-  door::Access::FuturePlace place;
+  door::Access::Place place;
   {
     std::scoped_lock lock(fMutex);
     future.swap(fFuture);

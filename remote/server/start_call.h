@@ -41,7 +41,7 @@ class StartCall final : public Duplex<tavro::v1::StartRequest, tavro::v1::StartR
   bool fIsGone = false;
   bool fIsCancelWanted = false;
   std::optional<xo::Future<HB::HBValue>> fFuture;
-  door::Access::FuturePlace fPlace;  // from the first on: a stream that says nothing counts too
+  door::Access::Place fPlace;  // from the first on: a stream that says nothing counts too
 };
 
 }  // namespace remote

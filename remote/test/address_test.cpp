@@ -63,7 +63,7 @@ class RuntimeDirectory : public testing::Test {
       ::unsetenv("XDG_RUNTIME_DIR");
     }
   }
-  TemporaryDirectory fDirectory;
+  door::TemporaryFolder fDirectory;
   std::optional<std::string> fBefore;
 };
 

@@ -28,7 +28,7 @@ class TokenFile : public testing::Test {
       return error.what();
     }
   }
-  TemporaryDirectory fDirectory;
+  door::TemporaryFolder fDirectory;
 };
 
 TEST_F(TokenFile, GivesTheTokenOfItsFirstRealLine) {

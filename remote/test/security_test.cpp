@@ -1,16 +1,15 @@
 // Who may come in: every address, with and without TLS and tokens, for every kind of client.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
 #include <grpcpp/generic/generic_stub.h>
-#include <ifaddrs.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cstdio>
 #include <fstream>
 
+#include "access/test/certificate.h"
+#include "access/test/own_address.h"
 #include "remote/client/channel.h"
-#include "remote/test/certificates.h"
 #include "remote/test/test_robot.h"
 #include "tavro/v1/robot.grpc.pb.h"
 
@@ -28,27 +27,9 @@ const std::string kOperatorToken = "the-token-of-an-operator";
 const std::string kViewerToken = "the-token-of-a-viewer";
 const std::string kWrongToken = "a-token-that-nobody-gave-out";
 
-const Certificate& certificate() {
-  static const Certificate made;
+const door::Certificate& certificate() {
+  static const door::Certificate made;
   return made;
-}
-
-/// An address of this machine that others could reach; "" when it has none.
-std::string ownAddress() {
-  ifaddrs* all = nullptr;
-  if (::getifaddrs(&all) != 0) return {};
-  std::string found;
-  for (const ifaddrs* one = all; one != nullptr && found.empty(); one = one->ifa_next) {
-    if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET) continue;
-    std::array<char, INET_ADDRSTRLEN> text{};
-    const auto* const name = reinterpret_cast<const sockaddr_in*>(one->ifa_addr);
-    if (ntohl(name->sin_addr.s_addr) >> 24U == IN_LOOPBACKNET) continue;
-    if (::inet_ntop(AF_INET, &name->sin_addr, text.data(), text.size()) != nullptr) {
-      found = text.data();
-    }
-  }
-  ::freeifaddrs(all);
-  return found;
 }
 
 /// A robot whose door stands at any address.
@@ -221,7 +202,8 @@ TEST_F(Door, OnThisMachineNobodyNeedsAnything) {
 TEST_F(Door, OtherMachinesNeedTlsAndATokenUnlessSomebodySaysOtherwise) {
   // Where the robot listens, which is what counts, and by which of its addresses it is reached.
   std::vector<std::pair<std::string, std::string>> roads{{"0.0.0.0", "127.0.0.1"}};
-  if (const std::string own = ownAddress(); !own.empty()) {  // a machine may have loopback alone
+  if (const std::string own = door::ownAddress();
+      !own.empty()) {  // a machine may have loopback alone
     roads.insert(roads.end(), {{"0.0.0.0", own}, {own, own}});
   }
   for (const auto& [host, reached] : roads) {
@@ -318,7 +300,7 @@ TEST_F(Door, AClientThatIsNotLetInIsToldWhy) {
 
 TEST_F(Door, WithoutTlsOrWithACertificateOfSomebodyElseThereIsNoRobot) {
   const auto server = listen("127.0.0.1", true, false, false);
-  const Certificate other;
+  const door::Certificate other;
   RobotClient::Options plain = optionsOf(false, "");
   RobotClient::Options stranger = optionsOf(true, "");
   stranger.tls->caFile = other.file();
@@ -376,7 +358,7 @@ TEST_F(Door, FilesThatCannotProtectItAreNamed) {
   EXPECT_EQ(faultOf("/nowhere/c", key, ""), "The TLS certificate /nowhere/c cannot be read");
   EXPECT_EQ(faultOf(cert, "/nowhere/k", ""), "The TLS key /nowhere/k cannot be read");
   EXPECT_THAT(faultOf(key, key, ""), HasSubstr("is no PEM file: there is no"));
-  const Certificate other;
+  const door::Certificate other;
   EXPECT_THAT(faultOf(cert, other.key(), ""), HasSubstr("is not the certificate of the key"));
   EXPECT_EQ(faultOf("", "", "/nowhere/t"), "/nowhere/t: No such file or directory");
   ::chmod(tokenFile().c_str(), 0644);

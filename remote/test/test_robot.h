@@ -15,6 +15,7 @@
 
 #include "access/access.h"
 #include "access/test/fake_memory.h"
+#include "access/test/temporary_folder.h"
 #include "remote/client/robot_client.h"
 #include "remote/server/server.h"
 #include "remote/test/lingering.h"
@@ -30,22 +31,6 @@ inline bool comesTrue(const std::function<bool()>& condition) {
   }
   return true;
 }
-
-class TemporaryDirectory {
- public:
-  TemporaryDirectory() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "robot-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    fPath = pattern;
-  }
-  ~TemporaryDirectory() { std::filesystem::remove_all(fPath); }
-  TemporaryDirectory(const TemporaryDirectory&) = delete;
-  TemporaryDirectory& operator=(const TemporaryDirectory&) = delete;
-  std::string file(const std::string& name) const { return (fPath / name).string(); }
-
- private:
-  std::filesystem::path fPath;
-};
 
 class TestRobot : public Lingering {
  public:
@@ -98,7 +83,7 @@ class TestRobot : public Lingering {
   }
 
   std::atomic<int> looseCancelled{0};
-  TemporaryDirectory directory;
+  door::TemporaryFolder directory;
   std::shared_ptr<xo::Session> session = std::make_shared<xo::Session>();
   door::FakeMemory memory{*session};
   xo::Promise<HB::HBValue> later;

@@ -12,55 +12,12 @@
 
 #include "framework/xo/call.h"
 #include "tavro/module_loader.h"
+#include "tavro/test/every_command.h"
 
 namespace tavro {
 namespace {
 
 using HB::HBValue;
-
-/// A row of the service's table and arguments that are good for it. Animations are short.
-struct Row {
-  const char* name;
-  HBValue::List args;
-};
-
-std::vector<Row> rows() {
-  return {{"createGroup", {"Storm", HBValue::list({"EarLeds", "FaceLed0"})}},
-          {"earLedsSetAngle", {90, 0.01F, true}},
-          {"fade", {"EarLeds", 0.5F, 0.02F}},
-          {"fadeListRGB", {"FaceLeds", HBValue::list({255, 65280}), HBValue::list({0.01F, 0.02F})}},
-          {"fadeRGB", {"FaceLeds", 1.0F, 0.5F, 0.0F, 0.02F}},
-          {"fadeRGB", {"FaceLeds", "red", 0.02F}},
-          {"fadeRGB", {"ChestLeds", 0x00ff00, 0.02F}},
-          {"_fadeRGB", {"FaceLeds", 1.0F, 0.5F, 0.0F, 0.02F}},
-          {"reset", {"AllLeds"}},
-          {"_setIntensityRatio", {"EarLeds", 0.7F}},
-          {"getIntensity", {"FaceLedRight0"}},
-          {"listLEDs", {}},
-          {"listLED", {"FaceLedRight0"}},
-          {"listGroup", {"FaceLeds"}},
-          {"listGroups", {}},
-          {"off", {"AllLeds"}},
-          {"on", {"FaceLed3"}},
-          {"rasta", {0.05F}},
-          {"rotateEyes", {0xff00ff, 0.01F, 0.02F}},
-          {"randomEyes", {0.04F}},
-          {"setIntensity", {"BrainLeds", 0.5F}},
-          {"_blink", {}},
-          {"_blink", {255}},
-          {"_setAnyLedIntensity", {"FaceLeds", 0.5F}},
-          {"_startPassiveBlinking", {}},
-          {"_startPassiveBlinking", {255}},
-          {"_stopPassiveBlinking", {}},
-          {"_blinkWithShadow", {}},
-          {"_setTimeBetweenTwoBlinks", {1.0F, 7.0F}},
-          {"_startEyesRotationASR", {}},
-          {"_stopEyesRotationASR", {}},
-          {"_setEnabledEyesRotationASR", {true}},
-          {"_startEarsRotationASR", {}},
-          {"_stopEarsRotationASR", {}},
-          {"_setEnabledEarsRotationASR", {false}}};
-}
 
 class Storm : public ::testing::Test {
  protected:
@@ -83,10 +40,10 @@ class Storm : public ::testing::Test {
   }
   void call(std::size_t row) {
     try {
-      fLeds.callDynamic(fRows[row].name, fRows[row].args);
+      fLeds.callDynamic(fRows[row].method, fRows[row].args);
       ++fCalls[row];
     } catch (const std::exception& error) {
-      ADD_FAILURE() << fRows[row].name << ": " << error.what();
+      ADD_FAILURE() << fRows[row].method << ": " << error.what();
     }
   }
   void createGroups() {
@@ -108,7 +65,7 @@ class Storm : public ::testing::Test {
   OutputTap fTap{std::cout};
   ModuleLoader fLoader{HB::HBBroker::create(fSession, {{"model", "models/vanto.xml"}}), fTap};
   xo::Object fLeds;
-  const std::vector<Row> fRows = rows();
+  const std::vector<Command> fRows = everyCommand();
   std::array<std::atomic<int>, 64> fCalls{};
   std::atomic<int> fGroupsCreated{0};
   std::atomic<bool> fIsOver{false};
@@ -119,7 +76,7 @@ class Storm : public ::testing::Test {
 TEST_F(Storm, NamesEveryRowOfTheTable) {
   std::map<std::string, int> listed;
   std::map<std::string, int> published;
-  for (const auto& row : fRows) ++listed[row.name];
+  for (const auto& row : fRows) ++listed[row.method];
   for (const auto& method : fLeds.describe().methods) ++published[method.doc.name];
   EXPECT_EQ(listed, published);
   EXPECT_EQ(fRows.size(), 35u);
@@ -136,7 +93,8 @@ TEST_F(Storm, OfAllMethodsFromEightThreadsTearsNothing) {
   for (auto& thread : fThreads) thread.join();
   fThreads.clear();
   EXPECT_GT(fGroupsCreated, 0);
-  for (std::size_t row = 0; row < fRows.size(); ++row) EXPECT_GT(fCalls[row], 0) << fRows[row].name;
+  for (std::size_t row = 0; row < fRows.size(); ++row)
+    EXPECT_GT(fCalls[row], 0) << fRows[row].method;
   for (const char* still :
        {"_stopPassiveBlinking", "_stopEyesRotationASR", "_stopEarsRotationASR"}) {
     fLeds.call(still);

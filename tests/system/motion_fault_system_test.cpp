@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "remote/client/robot_client.h"
+#include "tavro/test/every_command.h"
 #include "tests/system/robot.h"
 
 namespace tests {
@@ -20,49 +21,6 @@ using HB::HBValue;
 using std::chrono::steady_clock;
 using ::testing::HasSubstr;
 using ::testing::Not;
-
-/// One call of each method of the LED service; none of them is wrong, and animations are short.
-struct Command {
-  const char* method;
-  HBValue::List args;
-};
-std::vector<Command> commands() {
-  return {{"createGroup", {"Mine", HBValue::list({"EarLeds", "FaceLed0"})}},
-          {"earLedsSetAngle", {90, 0.05F, true}},
-          {"fade", {"EarLeds", 0.5F, 0.02F}},
-          {"fadeListRGB", {"FaceLeds", HBValue::list({255, 65280}), HBValue::list({0.01F, 0.02F})}},
-          {"fadeRGB", {"FaceLeds", 1.0F, 0.5F, 0.0F, 0.02F}},
-          {"fadeRGB", {"FaceLedRight0", "red", 0.02F}},
-          {"fadeRGB", {"ChestLeds", 0x00ff00, 0.02F}},
-          {"_fadeRGB", {"FaceLeds", 1.0F, 0.5F, 0.0F, 0.02F}},
-          {"reset", {"AllLeds"}},
-          {"_setIntensityRatio", {"BrainLeds", 0.7F}},
-          {"getIntensity", {"FaceLedRight0"}},
-          {"listLEDs", {}},
-          {"listLED", {"FaceLedRight0"}},
-          {"listGroup", {"FaceLeds"}},
-          {"listGroups", {}},
-          {"off", {"FaceLeds"}},
-          {"on", {"FaceLed3"}},
-          {"rasta", {0.05F}},
-          {"rotateEyes", {0xff00ff, 0.01F, 0.02F}},
-          {"randomEyes", {0.04F}},
-          {"setIntensity", {"BrainLeds", 0.5F}},
-          {"_blink", {}},
-          {"_blink", {255}},
-          {"_setAnyLedIntensity", {"FaceLeds", 0.5F}},
-          {"_startPassiveBlinking", {}},
-          {"_startPassiveBlinking", {255}},
-          {"_stopPassiveBlinking", {}},
-          {"_blinkWithShadow", {}},
-          {"_setTimeBetweenTwoBlinks", {1.0F, 7.0F}},
-          {"_startEyesRotationASR", {}},
-          {"_stopEyesRotationASR", {}},
-          {"_setEnabledEyesRotationASR", {true}},
-          {"_startEarsRotationASR", {}},
-          {"_stopEarsRotationASR", {}},
-          {"_setEnabledEarsRotationASR", {true}}};
-}
 
 class Client {
  public:
@@ -96,7 +54,7 @@ long long millisecondsSince(steady_clock::time_point start) {
 class MotionFault : public testing::Test {
  protected:
   void callEveryCommand() {
-    for (const auto& command : commands()) {
+    for (const auto& command : tavro::everyCommand()) {
       EXPECT_NO_THROW(fClient.leds(command.method, command.args)) << command.method;
     }
   }

@@ -8,7 +8,7 @@ namespace web {
 namespace {
 
 TEST(Files, AreFoundByTheirPathBelowTheFolder) {
-  const TemporaryFolder folder;
+  const door::TemporaryFolder folder;
   folder.write("index.html", "<html>");
   folder.write("parts/eye.js", "eye");
   const Files files(folder.path());
@@ -19,7 +19,7 @@ TEST(Files, AreFoundByTheirPathBelowTheFolder) {
 }
 
 TEST(Files, HaveTheTypesThatBrowsersWant) {
-  const TemporaryFolder folder;
+  const door::TemporaryFolder folder;
   for (const char* name : {"a.html", "a.css", "a.js", "a.svg", "a.png", "a.json"}) {
     folder.write(name, "x");
   }
@@ -33,7 +33,7 @@ TEST(Files, HaveTheTypesThatBrowsersWant) {
 }
 
 TEST(Files, LeaveOutWhatIsNotForBrowsers) {
-  const TemporaryFolder folder;
+  const door::TemporaryFolder folder;
   for (const char* name : {"README.md", ".hidden.js", "package.json", "package-lock.json",
                            "node_modules/a.js", "deep/node_modules/b.js", ".git/c.js"}) {
     folder.write(name, "x");
@@ -43,7 +43,7 @@ TEST(Files, LeaveOutWhatIsNotForBrowsers) {
 }
 
 TEST(Files, ThatChangeGetAnotherTag) {
-  const TemporaryFolder folder;
+  const door::TemporaryFolder folder;
   folder.write("a.js", "one");
   const std::string tag = Files(folder.path()).find("/a.js")->tag;
   EXPECT_EQ(Files(folder.path()).find("/a.js")->tag, tag);
@@ -52,7 +52,7 @@ TEST(Files, ThatChangeGetAnotherTag) {
 }
 
 TEST(Files, HoldWhatWasThereAtTheStart) {
-  const TemporaryFolder folder;
+  const door::TemporaryFolder folder;
   folder.write("a.js", "one");
   const Files files(folder.path());
   folder.write("a.js", "two");
@@ -62,7 +62,7 @@ TEST(Files, HoldWhatWasThereAtTheStart) {
 }
 
 TEST(Files, ThatAreEmptyAreServedToo) {
-  const TemporaryFolder folder;
+  const door::TemporaryFolder folder;
   folder.write("a.css", "");
   EXPECT_EQ(Files(folder.path()).find("/a.css")->content, "");
 }

@@ -1,12 +1,12 @@
 // Who may come in: every address, with and without TLS and tokens, for every kind of page.
-#include <arpa/inet.h>
 #include <gmock/gmock.h>
-#include <ifaddrs.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cstdlib>
 
+#include "access/test/certificate.h"
+#include "access/test/own_address.h"
 #include "web/test/test_page.h"
 
 namespace web {
@@ -18,44 +18,9 @@ const std::string kOperatorToken = "the-token-of-an-operator";
 const std::string kViewerToken = "the-token-of-a-viewer";
 const std::string kWrongToken = "a-token-that-nobody-gave-out";
 
-/// Vouches for itself; valid for two days. Made by the openssl command.
-class Certificate {
- public:
-  Certificate() {
-    const std::string command =
-        "openssl req -x509 -newkey ec -pkeyopt ec_paramgen_curve:prime256v1 -nodes -days 2 -subj "
-        "/CN=robot.test -keyout " +
-        key() + " -out " + file() + " >" + fFolder.file("log") + " 2>&1";
-    if (std::system(command.c_str()) != 0) throw std::runtime_error("this failed: " + command);
-  }
-  std::string file() const { return fFolder.file("robot.crt"); }
-  std::string key() const { return fFolder.file("robot.key"); }
-
- private:
-  TemporaryFolder fFolder;
-};
-
-const Certificate& certificate() {
-  static const Certificate made;
+const door::Certificate& certificate() {
+  static const door::Certificate made;
   return made;
-}
-
-/// An address of this machine that others could reach; "" when it has none.
-std::string ownAddress() {
-  ifaddrs* all = nullptr;
-  if (::getifaddrs(&all) != 0) return {};
-  std::string found;
-  for (const ifaddrs* one = all; one != nullptr && found.empty(); one = one->ifa_next) {
-    if (one->ifa_addr == nullptr || one->ifa_addr->sa_family != AF_INET) continue;
-    std::array<char, INET_ADDRSTRLEN> text{};
-    const auto* const name = reinterpret_cast<const sockaddr_in*>(one->ifa_addr);
-    if (ntohl(name->sin_addr.s_addr) >> 24U == IN_LOOPBACKNET) continue;
-    if (::inet_ntop(AF_INET, &name->sin_addr, text.data(), text.size()) != nullptr) {
-      found = text.data();
-    }
-  }
-  ::freeifaddrs(all);
-  return found;
 }
 
 struct Protection {
@@ -103,7 +68,7 @@ class PageDoor : public testing::Test {
   }
 
   TestPage fPage;
-  TemporaryFolder fFiles;
+  door::TemporaryFolder fFiles;
 };
 
 std::vector<Protection> protections() {
@@ -138,7 +103,8 @@ TEST_F(PageDoor, OnThisMachineNobodyNeedsAnything) {
 TEST_F(PageDoor, OtherMachinesNeedTlsAndATokenUnlessSomebodySaysOtherwise) {
   // Where the robot listens, which is what counts, and by which of its addresses it is reached.
   std::vector<std::pair<std::string, std::string>> roads{{"0.0.0.0", "127.0.0.1"}};
-  if (const std::string own = ownAddress(); !own.empty()) {  // a machine may have loopback alone
+  if (const std::string own = door::ownAddress();
+      !own.empty()) {  // a machine may have loopback alone
     roads.insert(roads.end(), {{"0.0.0.0", own}, {own, own}});
   }
   for (const auto& [host, reached] : roads) {
@@ -253,7 +219,7 @@ TEST_F(PageDoor, FilesThatCannotProtectItAreNamed) {
   EXPECT_EQ(faultOf("/nowhere/c", key, ""), "The TLS certificate /nowhere/c cannot be read");
   EXPECT_EQ(faultOf(cert, "/nowhere/k", ""), "The TLS key /nowhere/k cannot be read");
   EXPECT_THAT(faultOf(key, key, ""), HasSubstr("is no PEM file: there is no"));
-  const Certificate other;
+  const door::Certificate other;
   EXPECT_EQ(faultOf(cert, other.key(), ""), "TLS cannot be used: " + cert +
                                                 " is not the certificate of the key " +
                                                 other.key() + ", or one of them is damaged");

@@ -2,11 +2,7 @@
 // server on a free port.
 #pragma once
 
-#include <stdlib.h>
-
 #include <atomic>
-#include <filesystem>
-#include <fstream>
 #include <functional>
 #include <memory>
 #include <string>
@@ -14,6 +10,7 @@
 
 #include "access/access.h"
 #include "access/test/fake_memory.h"
+#include "access/test/temporary_folder.h"
 #include "web/server/house.h"
 #include "web/server/server.h"
 #include "web/test/page_client.h"
@@ -29,27 +26,6 @@ inline bool comesTrue(const std::function<bool()>& condition) {
   }
   return true;
 }
-
-class TemporaryFolder {
- public:
-  TemporaryFolder() {
-    std::string pattern = (std::filesystem::temp_directory_path() / "page-XXXXXX").string();
-    if (::mkdtemp(pattern.data()) == nullptr) throw std::runtime_error("mkdtemp failed");
-    fPath = pattern;
-  }
-  ~TemporaryFolder() { std::filesystem::remove_all(fPath); }
-  TemporaryFolder(const TemporaryFolder&) = delete;
-  TemporaryFolder& operator=(const TemporaryFolder&) = delete;
-  const std::filesystem::path& path() const { return fPath; }
-  std::string file(const std::string& name) const { return (fPath / name).string(); }
-  void write(const std::string& name, const std::string& content) const {
-    std::filesystem::create_directories((fPath / name).parent_path());
-    std::ofstream(fPath / name, std::ios::binary) << content;
-  }
-
- private:
-  std::filesystem::path fPath;
-};
 
 class TestPage {
  public:
@@ -82,7 +58,7 @@ class TestPage {
     fresh.setValue(HB::HBValue("settled"));
   }
 
-  TemporaryFolder folder;
+  door::TemporaryFolder folder;
   std::shared_ptr<xo::Session> session = std::make_shared<xo::Session>();
   door::FakeMemory memory{*session};
   xo::Promise<HB::HBValue> later;

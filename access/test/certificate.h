@@ -5,9 +5,9 @@
 #include <stdexcept>
 #include <string>
 
-#include "remote/test/test_robot.h"
+#include "access/test/temporary_folder.h"
 
-namespace remote {
+namespace door {
 
 /// Vouches for itself; for the name robot.test and the address 127.0.0.1. Valid for two days.
 class Certificate {
@@ -19,17 +19,17 @@ class Certificate {
         name + " -addext subjectAltName=DNS:" + name + more + " -keyout " + key() + " -out " +
         file());
   }
-  std::string file() const { return fDirectory.file("robot.crt"); }
-  std::string key() const { return fDirectory.file("robot.key"); }
+  std::string file() const { return fFolder.file("robot.crt"); }
+  std::string key() const { return fFolder.file("robot.key"); }
 
  private:
   void run(const std::string& command) const {
-    const std::string log = fDirectory.file("openssl.log");
+    const std::string log = fFolder.file("openssl.log");
     if (std::system((command + " >" + log + " 2>&1").c_str()) != 0) {
       throw std::runtime_error("this failed: " + command);
     }
   }
-  TemporaryDirectory fDirectory;
+  TemporaryFolder fFolder;
 };
 
-}  // namespace remote
+}  // namespace door
