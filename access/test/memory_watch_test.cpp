@@ -133,14 +133,33 @@ TEST_F(MemoryWatchTest, AMemoryThatGoesEndsTheWatch) {
   open("Face");
   settle(kWatchTick);
   auto registration = std::move(fMemory);
-  registration->close();
-  fWatch->next();  // nothing changed: nothing happens
+  registration->close();  // nothing changed, and nobody will write there any more
   settle(kWatchTick);
-  EXPECT_EQ(fEnded, "");
+  EXPECT_EQ(fEnded, "The service HBMemory has gone");
+  const auto before = batches();
+  fWatch->next();
   registration->insert("Face/Red", 1.0f);
   settle(kWatchTick);
-  EXPECT_EQ(fEnded, "This object is null");
+  EXPECT_EQ(batches(), before);
   fWatch.reset();
+}
+
+TEST_F(MemoryWatchTest, AWatchOfAMemoryThatWasReplacedEndsAndTakesNothingFromTheOthers) {
+  open("Face");
+  settle(kWatchTick);
+  auto old = std::move(fWatch);
+  fMemory.reset();
+  fMemory = std::make_unique<FakeMemory>(*fSession);  // gives out the same numbers again
+  fMemory->insert("Face/Red", 0.0f);
+  settle(kWatchTick);
+  EXPECT_EQ(fEnded, "The service HBMemory has gone");
+  open("Face");
+  settle(kWatchTick);
+  old.reset();
+  const auto before = batches();
+  fMemory->insert("Face/Red", 1.0f);
+  settle(kWatchTick);
+  EXPECT_EQ(batches(), before + 1);
 }
 
 TEST_F(MemoryWatchTest, ALargeBatchComesInPartsEachWhenTheViewerIsReady) {

@@ -26,7 +26,13 @@ void WorkerPool::post(std::function<void()> work) {
   if (fIsEnding) return;
   fQueue.push_back(std::move(work));
   if (fIdle < fQueue.size() && fThreads.size() < fMaxThreads) {
-    fThreads.emplace_back([this] { run(); });
+    try {
+      fThreads.emplace_back([this] { run(); });
+    } catch (...) {
+      if (!fThreads.empty()) return;  // those there are come to it
+      fQueue.pop_back();
+      throw;
+    }
   } else {
     fWake.notify_one();
   }

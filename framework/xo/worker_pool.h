@@ -22,6 +22,7 @@ class WorkerPool {
   WorkerPool(const WorkerPool&) = delete;
   WorkerPool& operator=(const WorkerPool&) = delete;
 
+  /// Errors: `std::system_error` when there is no thread and none can be made; nothing runs then.
   void post(std::function<void()> work);
 
  private:

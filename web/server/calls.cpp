@@ -60,8 +60,8 @@ void Calls::read(std::uint64_t id, std::string key) {
 }
 
 void Calls::begin(const std::shared_ptr<Running>& call, std::function<door::Outcome()> work) {
-  fHouse.pool.post([call, work = std::move(work), mailbox = fHouse.mailbox,
-                    inside = fHouse.calls.enter(), weak = weak_from_this()] {
+  auto piece = [call, work = std::move(work), mailbox = fHouse.mailbox,
+                inside = fHouse.calls.enter(), weak = weak_from_this()] {
     if (call->isUnwanted) return;
     try {
       call->outcome = work();
@@ -74,9 +74,16 @@ void Calls::begin(const std::shared_ptr<Running>& call, std::function<door::Outc
     mailbox->post([call, weak] {
       if (const auto self = weak.lock()) self->returned(call);
     });
-  });
-  fRunning.emplace(call->id, call);
+  };
+  const auto entry = fRunning.emplace(call->id, call).first;
   ++fOnThreads;
+  try {
+    fHouse.pool.post(std::move(piece));
+  } catch (...) {  // no thread can be made: it will not run
+    --fOnThreads;
+    fRunning.erase(entry);
+    throw;
+  }
 }
 
 void Calls::returned(const std::shared_ptr<Running>& call) {

@@ -42,7 +42,6 @@ class Conversation : public std::enable_shared_from_this<Conversation> {
   using Operation = void (Conversation::*)(std::uint64_t id, const Json& request);
   struct Entry;
   static const Entry* findOperation(const std::string& name);
-  static std::string operations();
 
   void takeRequest(const Json& request);
   void answer(std::uint64_t id, const std::string& name, const Json& request);

@@ -7,6 +7,9 @@
 namespace web {
 namespace {
 
+/// What the system keeps for one connection of what is sent; it doubles this.
+constexpr int kSendBytes = 128 * 1024;
+
 /// So many more are told that there is no room; who comes then is not.
 constexpr std::size_t kMostTurnedAway = 32;
 /// How long to wait when the process has no file left for one more connection.
@@ -63,6 +66,8 @@ void Listener::take(net::ip::tcp::socket socket) {
   if (inside >= fHouse->connections + kMostTurnedAway) return;  // closed
   beast::error_code ignored;
   socket.set_option(net::ip::tcp::no_delay(true), ignored);
+  // Left to itself the system may keep several MiB of what a page does not take.
+  socket.set_option(net::socket_base::send_buffer_size(kSendBytes), ignored);
   const auto connection =
       std::make_shared<Connection>(*fHouse, *fFront, *fVisitors, Stream(std::move(socket), fTls));
   if (inside >= fHouse->connections) {

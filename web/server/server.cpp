@@ -84,7 +84,14 @@ Server::State::State(door::Access& access, Options given, const Patience& patien
   thread = std::thread([this] {
     xo::os::setCurrentThreadName("Page");
     const auto guard = net::make_work_guard(loop);
-    loop.run();
+    for (bool isOver = false; !isOver;) {
+      try {
+        loop.run();
+        isOver = true;
+      } catch (const std::exception& error) {  // out of memory for one page is no end of all
+        kLog.error(std::string("A page's work failed: ") + error.what());
+      }
+    }
   });
   listenToLog();
 }

@@ -140,10 +140,9 @@ TEST_F(WatchTest, AMemoryThatGoesEndsTheWatchAloud) {
   fPage.memory.insert("Face/Red", 1.0f);
   seen(client, client.event("frame"));
   fPage.memory.close();
-  fPage.memory.insert("Face/Red", 0.5f);
   const Json ended = client.event("ended");
   EXPECT_EQ(ended["what"], "watch");
-  EXPECT_EQ(ended["text"], "This object is null");
+  EXPECT_EQ(ended["text"], "The service HBMemory has gone");
   EXPECT_TRUE(client.ask({{"op", "unwatch"}}).contains("id"));
 }
 
