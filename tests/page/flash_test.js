@@ -113,3 +113,23 @@ test("random colours are limited, whatever they are", () => {
   const frames = play([[0, 1]], 2, 20, () => [random(), random(), random()]);
   assert.ok(shownTurns(frames) <= 6, `${shownTurns(frames)} turns`);
 });
+
+for (const hertz of [4, 8, 12.5]) {
+  test(`halves that flash in turn ${hertz} times a second are limited, though their mean is steady`, () => {
+    const leds = [0, 1, 2, 3, 4, 5, 6, 7];
+    const frames = play([leds], leds.length, 6, (led, now) => square(hertz)(led, now) === (led < 4 ? WHITE : BLACK)
+      ? WHITE : BLACK);
+    assert.ok(frames.some((frame) => frame.isLimiting));
+    for (const led of leds) {
+      const one = frames.map(({ now, shown }) => ({ now, value: luminance(...shown.slice(3 * led, 3 * led + 3)) }));
+      const later = one.filter(({ now }) => now >= 2000);
+      assert.ok(mostTurns(later) <= 6, `LED ${led}: ${mostTurns(later)} turns`);
+    }
+  });
+}
+
+test("one LED of many that flashes is shown as it is", () => {
+  const leds = Array.from({ length: 16 }, (_, i) => i);
+  const frames = play([leds], leds.length, 4, (led, now) => (led === 0 ? square(8)(led, now) : BLACK));
+  assert.ok(frames.every((frame) => !frame.isLimiting));
+});

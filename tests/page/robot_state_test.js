@@ -157,6 +157,25 @@ test("the link says hello, and matches replies to requests", async () => {
   assert.ok(second.hadFuture);
 });
 
+test("a robot that stays silent is taken as gone, though its connection is open", async () => {
+  const told = linked();
+  const [wire] = told.wires;
+  wire.onopen();
+  wire.say({ id: 1, robot: "R" });
+  await settled();
+  const answered = told.link.requestSoon("state");
+  wire.say({ id: 2, uptime: 1 });
+  assert.equal((await answered).uptime, 1);
+  told.again();
+  assert.equal(told.states.at(-1)[0], "live");
+  const asked = told.link.requestSoon("state");
+  told.again();
+  await assert.rejects(asked, { kind: "lost" });
+  assert.deepEqual(told.states.at(-1), ["lost", "The robot does not answer."]);
+  told.again();
+  assert.equal(told.wires.length, 2);
+});
+
 test("a robot that is gone is looked for with growing pauses, and requests end", async () => {
   const told = linked();
   told.wires[0].onopen();

@@ -62,6 +62,7 @@ test("numbers stay floats, and JSON becomes Python outside of texts alone", () =
     jsonToPython('[true, "true", null, "null \\" false", false]'),
     '[True, "true", None, "null \\" false", False]',
   );
+  assert.equal(jsonToPython('["a\\/b", "\\ud83d\\ude00"]'), '["a/b", "\u{1f600}"]');
 });
 
 test("types are read from signatures", () => {

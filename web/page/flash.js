@@ -1,7 +1,8 @@
 // The flash guard: whatever the LEDs do, what the page shows flashes at most three times in any second, so that it
 // cannot hurt people with photosensitive epilepsy (WCAG 2.3.1). A flash is a pair of opposing changes of a tenth or
-// more in luminance, or a fifteenth in saturated red, of one area of LEDs. An area whose pattern flashes more often
-// is shown as its slow mean; whatever is left of swings is held. No DOM, no clock of its own.
+// more in luminance, or a fifteenth in saturated red, of one area of LEDs, or of a quarter of its LEDs each by itself:
+// halves that flash in turn have a steady mean. An area whose pattern flashes more often is shown as its slow mean;
+// whatever is left of swings is held. No DOM, no clock of its own.
 import { luminance } from "./color.js";
 
 const WINDOW = 1000; // ms
@@ -10,6 +11,7 @@ const CALM_TURNS = 4; // a pattern with no more than these is shown as it is aga
 const SWING = 0.1;
 const RED_SCALE = 1.55; // saturated red counts from a fifteenth on
 const MEAN_TIME = 1200; // ms
+const SHARE = 0.25; // so many of an area's LEDs that flash are an area that flashes
 
 /** Counts the turns of one quantity: changes of SWING or more against the direction of the one before. */
 class Turns {
@@ -73,7 +75,8 @@ export class FlashGuard {
   /** @param {number[][]} areas indices of the LEDs of each area; every LED in one @param {number} leds how many */
   constructor(areas, leds) {
     this.areas = areas.map((leds) => ({
-      leds, asked: new Watched(), shown: new Watched(), isLimited: false, isHeld: false,
+      leds, asked: new Watched(), each: leds.map(() => new Watched()), shown: new Watched(),
+      isLimited: false, isHeld: false,
     }));
     this.mean = new Float32Array(3 * leds);
     this.before = undefined;
@@ -100,11 +103,11 @@ export class FlashGuard {
 
   xApplyTo(area, asked, shown, now, share) {
     area.asked.note(measure(area.leds, asked), now);
-    const count = area.asked.count(now);
-    if (!area.isLimited && count > MOST_TURNS) {
+    area.each.forEach((one, i) => one.note(measure([area.leds[i]], asked), now));
+    if (!area.isLimited && turnsMore(area, MOST_TURNS, now)) {
       area.isLimited = true;
       for (const i of channelsOf(area)) this.mean[i] = shown[i];
-    } else if (area.isLimited && count <= CALM_TURNS) {
+    } else if (area.isLimited && !turnsMore(area, CALM_TURNS, now)) {
       area.isLimited = false;
     }
     const wanted = area.isLimited ? this.mean : asked;
@@ -117,6 +120,13 @@ export class FlashGuard {
     }
     return area.isLimited || area.isHeld;
   }
+}
+
+/** Whether the area as a whole, or SHARE of its LEDs, turned more than so many times in the last second. */
+function turnsMore(area, most, now) {
+  if (area.asked.count(now) > most) return true;
+  const flashing = area.each.filter((one) => one.count(now) > most).length;
+  return flashing > 0 && flashing >= SHARE * area.leds.length;
 }
 
 function* channelsOf(area) {

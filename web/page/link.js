@@ -11,6 +11,7 @@ export class RobotError extends Error {
 
 const FIRST_PAUSE = 250; // ms
 const LONGEST_PAUSE = 2000;
+const LONGEST_SILENCE = 5000; // ms
 
 /**
  * States: `connecting` (the first time), `token` (the robot asks who we are), `live`, `lost` (and looking again).
@@ -47,6 +48,20 @@ export class Link {
       this.socket.send(text);
     });
     return { id, reply };
+  }
+
+  /** The same of what is answered at once: a robot that stays silent is taken as gone, though nobody hung up. */
+  async requestSoon(op, fields = {}) {
+    const { socket } = this;
+    let isAnswered = false;
+    this.setTimer(() => {
+      if (!isAnswered && this.socket === socket && this.state === "live") this.xDrop("The robot does not answer.");
+    }, LONGEST_SILENCE);
+    try {
+      return await this.request(op, fields);
+    } finally {
+      isAnswered = true;
+    }
   }
 
   /** Says something that has no reply. */
@@ -99,6 +114,14 @@ export class Link {
     this.asked.delete(message.id);
     if (message.error) waiting.reject(new RobotError(message.error));
     else waiting.resolve(message);
+  }
+
+  xDrop(reason) {
+    const { socket } = this;
+    this.reason = reason;
+    this.socket = undefined; // its close may take its time, and is not waited for
+    socket.close();
+    this.xLost();
   }
 
   xLost() {

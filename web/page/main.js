@@ -134,7 +134,9 @@ class Page {
     setText(byId("link-state"), this.news);
     this.xWatch();
     this.xPoll();
+    this.logbook.isFollowing = false; // the robot knows nothing of what was asked before
     this.logbook.start();
+    this.point.askAnew();
     this.timeline.run();
   }
 
@@ -146,11 +148,11 @@ class Page {
       const areas = this.stage.show(this.model);
       this.live = new Live(this.model, areas);
       this.stage.follow(this.live);
-      this.xml = xml;
       await this.xReadGroups();
       this.timeline.showRobot();
       this.table.fill();
       this.point.point(undefined);
+      this.xml = xml; // last: whoever is interrupted before begins again
     } else {
       await this.xReadGroups();
     }
@@ -196,14 +198,13 @@ class Page {
     clearTimeout(this.timer);
     if (document.hidden || this.link.state !== "live") return;
     try {
-      const state = await this.request("state");
+      const state = await this.link.requestSoon("state");
       this.latest = state.latest;
       this.modules = state.modules;
       const made = state.latest.findLast((call) => call.method === "createGroup" && !call.error)?.when;
       if (made !== this.madeGroup) await this.xReadGroups();
       this.madeGroup = made;
       await this.play.showServices(state.services);
-      this.xFollowMemory(state);
       this.play.showRunning(state.running);
       this.condition.show(state);
       this.point.show();
@@ -212,14 +213,6 @@ class Page {
       if (error.kind === "lost") return;
     }
     this.timer = setTimeout(() => this.xPoll(), EVERY);
-  }
-
-  /** A memory that was loaded anew knows nothing of our watch. */
-  xFollowMemory({ services, latest }) {
-    const loaded = latest.findLast((call) => call.method === "loadModule" && !call.error)?.when;
-    const memory = `${services.includes("HBMemory")} ${loaded}`;
-    if (this.memory !== undefined && memory !== this.memory) this.xWatch();
-    this.memory = memory;
   }
 
   xEvent(message) {
@@ -244,6 +237,7 @@ class Page {
     }
     this.xWatch();
     this.xPoll();
+    this.point.ask();
     this.timeline.run();
   }
 

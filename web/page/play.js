@@ -146,12 +146,17 @@ export class Play {
   /** Rows stay where they are while their call runs, so that a button can be hit. */
   xRows(calls) {
     const rows = new Map([...this.running.children].map((row) => [row.dataset.key, row]));
-    fill(this.running, ...calls.map((call) => {
+    const wanted = calls.map((call) => {
       const row = rows.get(call.key) ?? this.xRow(call);
       setText(row.querySelector("small"), `${call.who}, for ${durationText(call.ms)}`);
       row.querySelector("button").disabled = this.app.whyNot() !== "";
       return row;
-    }));
+    });
+    for (const row of rows.values()) if (!wanted.includes(row)) row.remove();
+    wanted.forEach((row, i) => {
+      const there = this.running.children[i];
+      if (there !== row) this.running.insertBefore(row, there ?? null); // one that moves loses the keyboard
+    });
     this.runningTitle.hidden = calls.length === 0;
   }
 

@@ -64,10 +64,17 @@ export class Point {
     this.ask();
   }
 
+  /** What is known is of a robot that is gone. */
+  askAnew() {
+    this.states = this.origins = undefined;
+    this.show();
+    this.ask();
+  }
+
   /** Asks the robot about the LED, now and again while it is looked at. */
   async ask() {
     const { app, led } = this;
-    if (led === undefined || !app.isPanelShown("point") || !app.isLive() || this.isAsking) return;
+    if (document.hidden || led === undefined || !app.isPanelShown("point") || !app.isLive() || this.isAsking) return;
     this.isAsking = true;
     const keys = app.model.leds[led].devices.map((device) => device.key);
     const call = (method) => app.read("HBMotion", method, [keys]).catch(() => undefined);

@@ -12,7 +12,7 @@ export function shellWord(word) {
   return /^[\w@%+=:,./-]+$/.test(word) ? word : `'${word.replaceAll("'", `'\\''`)}'`;
 }
 
-/** A text as a Python literal; JSON's escapes are Python's. */
+/** A text as a Python literal: the escapes that JSON writes are Python's. */
 export const pythonText = (text) => JSON.stringify(text);
 
 /** A number as a float, with its point: "1.0"; what is not finite in words. */
@@ -23,15 +23,15 @@ export function floatText(number) {
   return /^-?\d+$/.test(text) ? `${text}.0` : text;
 }
 
-/** The parts of JSON text outside of its strings, changed by `change`. */
-export function outsideStrings(json, change) {
-  return json.replace(/("(?:[^"\\]|\\.)*")|([^"]+)/g, (_, text, rest) => text ?? change(rest));
+/** The parts of JSON text outside of its strings, changed by `change`; its strings by `changeText`. */
+export function outsideStrings(json, change, changeText = (text) => text) {
+  return json.replace(/("(?:[^"\\]|\\.)*")|([^"]+)/g, (_, text, rest) => (text ? changeText(text) : change(rest)));
 }
 
-/** JSON text as Python. */
+/** JSON text as Python. Its strings are written anew: Python has no "\/" and no pairs of surrogates. */
 export const jsonToPython = (json) =>
   outsideStrings(json, (part) => part.replace(/\btrue\b/g, "True").replace(/\bfalse\b/g, "False").replace(/\bnull\b/g,
-    "None"));
+    "None"), (text) => pythonText(JSON.parse(text)));
 
 /**
  * The line for a shell.
