@@ -42,7 +42,7 @@ TEST_F(CallsTest, EveryFormOfValueGoesThereAndBack) {
        {"null", "true", "-7", "0.25", R"({"float":"NaN"})", R"({"float":"-Infinity"})",
         R"({"binary":"AP8Q"})", R"("<b> äöü")", R"([1,["a",{"binary":""}],null])"}) {
     const Json value = Json::parse(text);
-    EXPECT_EQ(client.call("Test", "echo", {value})["value"], value);
+    EXPECT_EQ(client.call("Test", "echo", Json::array({value}))["value"], value);
   }
 }
 
@@ -62,14 +62,15 @@ TEST_F(CallsTest, ArgumentsThatAreNoValuesAreRefusedByTheirPlace) {
   auto client = fPage.connect();
   EXPECT_EQ(client.call("Test", "add", {1, 4294967296})["error"]["text"],
             "args[1] is 4294967296; a whole number must lie within -2147483648 to 2147483647");
-  EXPECT_THAT(client.call("Test", "echo", {Json::object()})["error"]["text"].get<std::string>(),
+  EXPECT_THAT(client.call("Test", "echo", Json::array({Json::object()}))["error"]["text"]
+                  .get<std::string>(),
               HasSubstr("args[0] is {}; an object must be"));
 }
 
 TEST_F(CallsTest, WhatExceedsALimitIsRefusedByName) {
   auto client = fPage.connect();
   const auto refusal = [&](const Json& value) -> std::string {
-    const Json reply = client.call("Test", "echo", {value});
+    const Json reply = client.call("Test", "echo", Json::array({value}));
     EXPECT_EQ(reply["error"]["kind"], "refused");
     return reply["error"]["text"];
   };
