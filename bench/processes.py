@@ -47,7 +47,7 @@ def echo(build):
 
 def robot(build, folder):
     return running([os.path.join(build, "bin/tavro"), "--listen", "127.0.0.1:0", "--socket",
-                    os.path.join(folder, "robot.sock"), "--log-level", "warning"], "ready")
+                    os.path.join(folder, "robot.sock"), "--page", "none", "--log-level", "warning"], "ready")
 
 
 def status_of(process, task, field):

@@ -86,7 +86,7 @@ std::string Served::address(const std::string& name) const {
 ServedRobot::ServedRobot(int cpu)
     : fFolder(makeFolder()),
       fServed({(programFolder() / "../bin/tavro").string(), "--listen", "127.0.0.1:0", "--socket",
-               fFolder + "/robot.sock", "--log-level", "warning"},
+               fFolder + "/robot.sock", "--page", "none", "--log-level", "warning"},
               "ready", cpu) {}
 
 ServedRobot::~ServedRobot() {
