@@ -69,7 +69,7 @@ def watch(process, seconds):
     time.sleep(2)  # what its start left behind
     before = counts(process)
     begin = time.monotonic()
-    time.sleep(seconds)
+    time.sleep(seconds)  # what a resting process does is counted over this time
     after = counts(process)
     took = time.monotonic() - begin
     return Rest((after[0] - before[0]) / took, 100 * (after[1] - before[1]) / took,

@@ -202,6 +202,7 @@ void tickLateness(benchmark::State& state, Around around) {
     value = 1 - value;
     const Time begin = std::chrono::steady_clock::now();
     robot.move(value, 1);
+    // Looked for seldom, so that looking is no load beside what is measured.
     while (robot.read() != value) std::this_thread::sleep_for(std::chrono::milliseconds(50));
     const auto ticks = robot.takeTimes();
     for (Time due = begin + HB::MotionLoop::kTick; due < ticks.back();

@@ -255,8 +255,8 @@ TEST(Watch, TellsASlowReaderWhatItMissed) {
   });
   robot.connect()->watch("a", [&](const WatchBatch& batch) {
     dropped = batch.dropped;
-    std::this_thread::sleep_for(5 *
-                                door::kWatchTick);  // what is tested: a reader slower than ticks
+    // What is tested: a reader slower than ticks.
+    std::this_thread::sleep_for(5 * door::kWatchTick);
     return ++batches < 50 && dropped == 0;
   });
   isOver = true;

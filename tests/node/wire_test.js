@@ -30,7 +30,7 @@ const read = async (key) => (await robot.ReadMemory({ key })).value.number;
 async function becomes(condition) {
   for (let tries = 0; tries < 2000; ++tries) {
     if (await condition()) return true;
-    await new Promise((resolve) => setTimeout(resolve, 5));
+    await new Promise((resolve) => setTimeout(resolve, 5)); // the robot tells nobody here of a change
   }
   return false;
 }

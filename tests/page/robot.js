@@ -13,7 +13,7 @@ export async function becomes(condition, what = "what is waited for", seconds = 
     const found = await condition();
     if (found) return found;
     if (Date.now() > end) throw new Error(`waited ${seconds} s for ${what}`);
-    await new Promise((resolve) => setTimeout(resolve, 20));
+    await new Promise((resolve) => setTimeout(resolve, 20)); // other processes tell nobody here of a change
   }
 }
 

@@ -29,6 +29,7 @@ void animate(const HB::HBMemoryProxy& memory, const std::vector<std::string>& ke
       asked.emplace_back(values[i].back() * (now < time ? now / time : 1.0F));
     }
     memory.insertDataBatch(keys, asked);
+    // Its tick: this stands in for a motion service, which moves LEDs in real time.
     if (now < last) std::this_thread::sleep_for(std::chrono::milliseconds(20));
   } while (now < last && !xo::CallScope::current()->isStopRequested());
 }

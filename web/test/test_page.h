@@ -22,6 +22,7 @@ inline bool comesTrue(const std::function<bool()>& condition) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   while (!condition()) {
     if (std::chrono::steady_clock::now() > end) return false;
+    // Between two looks at the server, which tells a test of nothing.
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   return true;
@@ -111,6 +112,7 @@ class TestPage {
   void stay(bool isObedient) {
     ++inside;
     while (!stopAll && !(isObedient && xo::CallScope::current()->isStopRequested())) {
+      // A stop request is a flag that a method looks at; nothing wakes it.
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
     if (xo::CallScope::current()->isStopRequested()) ++stopped;
