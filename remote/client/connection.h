@@ -13,6 +13,7 @@
 #include <span>
 #include <string>
 
+#include "remote/client/answers.h"
 #include "remote/client/robot_client.h"
 #include "tavro/v1/robot.grpc.pb.h"
 
@@ -78,6 +79,7 @@ struct RobotClient::Connection {
   const Address address;
   const Options options;
   const std::unique_ptr<tavro::v1::Robot::Stub> stub;
+  Answers answers;
 
   RemoteError lost(const std::string& why) const;
   RemoteError silent(std::chrono::milliseconds time) const;

@@ -95,7 +95,12 @@ CallReply RobotClient::call(const std::string& service, const std::string& metho
     context.get()->set_deadline(std::chrono::system_clock::now() + *options.timeout);
   }
   v1::CallReply reply;
-  const grpc::Status status = fConnection->stub->Call(context.get(), request, &reply);
+  grpc::Status status;
+  Answers::Awaited answer;
+  const auto reader =
+      fConnection->stub->AsyncCall(context.get(), request, fConnection->answers.queue());
+  reader->Finish(&reply, &status, &answer);
+  fConnection->answers.await(answer);
   if (!status.ok()) throw fConnection->errorOf(status, options.cancel);
   if (reply.has_error()) {
     throw RemoteError(Fault::kFailed, exactText(reply.error()), reply.error().kind());
