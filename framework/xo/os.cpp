@@ -1,6 +1,7 @@
 #include "framework/xo/os.h"
 
 #include <pthread.h>
+#include <sched.h>
 
 #include <chrono>
 #include <condition_variable>
@@ -43,6 +44,12 @@ void setCurrentThreadName(const std::string& name) {
 }
 
 std::string currentThreadName() { return threadName(); }
+
+bool preferCurrentThread() {
+  sched_param parameters{};
+  parameters.sched_priority = sched_get_priority_min(SCHED_FIFO);
+  return sched_setscheduler(0, SCHED_FIFO | SCHED_RESET_ON_FORK, &parameters) == 0;
+}
 
 int snprintf(char* buffer, std::size_t size, const char* format, ...) {
   va_list arguments;

@@ -2,10 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <pthread.h>
+#include <sched.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 #include <array>
 #include <atomic>
 #include <climits>
+#include <cstdlib>
 #include <string>
 #include <thread>
 
@@ -87,6 +91,29 @@ TEST(OsSnprintf, NeverWritesPastTheBuffer) {
   buffer.fill('#');
   EXPECT_EQ(xo::os::snprintf(buffer.data(), 0, "%d", 12), 2);
   EXPECT_EQ(buffer[0], '#');
+}
+
+TEST(OsPreferCurrentThread, ConcernsThatThreadAloneAndNoneThatItStarts) {
+  std::thread([] {
+    const int wanted = xo::os::preferCurrentThread() ? SCHED_FIFO : SCHED_OTHER;
+    EXPECT_EQ(sched_getscheduler(0) & ~SCHED_RESET_ON_FORK, wanted);
+    std::thread([] { EXPECT_EQ(sched_getscheduler(0), SCHED_OTHER); }).join();
+  }).join();
+  EXPECT_EQ(sched_getscheduler(0), SCHED_OTHER);
+}
+
+/// Ends the process: 0 when it may not be preferred, and is not.
+[[noreturn]] void tryWithoutRights() {
+  const rlimit none{0, 0};
+  setrlimit(RLIMIT_RTPRIO, &none);
+  constexpr uid_t kNobody = 65534;
+  if (getuid() == 0 && setuid(kNobody) != 0) std::exit(2);
+  const bool isPreferred = xo::os::preferCurrentThread();
+  std::exit(!isPreferred && sched_getscheduler(0) == SCHED_OTHER ? 0 : 1);
+}
+
+TEST(OsPreferCurrentThread, ChangesNothingWhereItIsNotAllowed) {
+  EXPECT_EXIT(tryWithoutRights(), testing::ExitedWithCode(0), "");
 }
 
 }  // namespace

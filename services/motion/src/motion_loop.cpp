@@ -22,6 +22,7 @@ MotionLoop::MotionLoop(std::vector<float> values, std::vector<std::unique_ptr<Le
   xo::clock().threadBegins();
   fThread = std::thread([this, ending] {
     xo::os::setCurrentThreadName("MotionTick");
+    xo::os::preferCurrentThread();  // else an ordinary thread
     xo::detail::markFrameworkThread();
     xo::clock().threadBegan();
     const xo::CallScope scope(ending);
