@@ -93,6 +93,7 @@ TEST(Answers, WaitForWhoComesLate) {
 TEST(Answers, ReachManyThreadsThatComeAndGo) {
   Answers answers;
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&answers, i] {
       for (int call = 0; call < 500; ++call) {
