@@ -39,7 +39,8 @@ bool CancelToken::isCancelled() const {
   return fState->isCancelled;
 }
 
-std::unique_ptr<RobotClient> RobotClient::connect(const std::string& address, Options options) {
+std::unique_ptr<RobotClient> RobotClient::connect(const std::string& address,
+                                                  const Options& options) {
   auto connection = std::make_unique<Connection>(parseAddress(address), options);
   connection->meet();
   return std::unique_ptr<RobotClient>(new RobotClient(std::move(connection)));

@@ -160,7 +160,7 @@ class RobotClient {
   /// with the address; kRefused when the robot does not let this client in; `std::invalid_argument`
   /// for a malformed address or token, or one that others could read on its way;
   /// `std::runtime_error` for a file of authorities that cannot be read.
-  static std::unique_ptr<RobotClient> connect(const std::string& address, Options options);
+  static std::unique_ptr<RobotClient> connect(const std::string& address, const Options& options);
   static std::unique_ptr<RobotClient> connect(const std::string& address) {
     return connect(address, Options());
   }
