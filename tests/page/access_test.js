@@ -1,7 +1,7 @@
 // The page for everybody: the keyboard alone, screens of all sizes, figures beside the picture.
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { close, launch, open } from "./browser.js";
+import { close, hidden, launch, open } from "./browser.js";
 import { becomes, Robot } from "./robot.js";
 
 let robot, browser;
@@ -125,5 +125,64 @@ test("the timeline draws the chosen LEDs and tells values under the pointer", as
   await becomes(async () => Number(await value.textContent()) > 0.9, "the value under the pointer");
   await page.getByRole("button", { name: "Take ChestLeds off the timeline" }).click();
   assert.equal(await page.locator(".u-legend").getByText("ChestLeds red").count(), 0);
+  await close(page);
+});
+
+test("the keyboard reads values off the timeline, and a time unseen as a gap", async () => {
+  const page = await open(browser, robot.url);
+  const hide = (isHidden) => hidden(page, isHidden);
+  await robot.does("fadeRGB", "ChestLeds", "0.25", "0", "0", "0");
+  await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
+  await robot.does("--wait", "fade", "FeetLeds", "0", "0.5"); // half a second to see
+  await hide(true);
+  await robot.does("--wait", "fadeRGB", "ChestLeds", "1", "0", "0", "0.5");
+  await hide(false);
+  const cursor = page.getByRole("slider", { name: "Cursor of the timeline, in seconds" });
+  const told = async () => /ChestLeds red ([^,]+)/.exec((await cursor.getAttribute("aria-valuetext")) ?? "")?.[1];
+  await becomes(async () => {
+    await cursor.press("End");
+    return (await told()) === "1.000";
+  }, "the value now");
+  await page.getByRole("button", { name: "Pause curves" }).press("Enter");
+  await cursor.focus();
+  const before = [];
+  for (let i = 0; i < 100 && before.at(-1) !== "0.250"; ++i) {
+    await page.keyboard.press("ArrowLeft");
+    if (before.at(-1) !== (await told())) before.push(await told());
+  }
+  assert.deepEqual(before, ["1.000", "–", "0.250"]);
+  const now = Number(await cursor.getAttribute("aria-valuenow"));
+  await page.keyboard.press("Shift+ArrowLeft");
+  assert.equal(Number(await cursor.getAttribute("aria-valuenow")), Math.round((now - 1) * 10) / 10);
+  await page.keyboard.press("Home");
+  assert.equal(await cursor.getAttribute("aria-valuenow"), "-30.0");
+  await page.keyboard.press("End");
+  assert.match(await cursor.getAttribute("aria-valuetext"), /^time now, .*ChestLeds red 1\.000/);
+  assert.notEqual(await cursor.evaluate((over) => getComputedStyle(over).outlineStyle), "none");
+  await close(page);
+});
+
+test("a curve that is taken off leaves nothing behind, and the keyboard at the next one", async () => {
+  const prepare = (page) =>
+    page.addInitScript(() => {
+      window.observed = new Set();
+      const { observe, unobserve } = ResizeObserver.prototype;
+      ResizeObserver.prototype.observe = function (element) {
+        window.observed.add(element);
+        observe.call(this, element);
+      };
+      ResizeObserver.prototype.unobserve = function (element) {
+        window.observed.delete(element);
+        unobserve.call(this, element);
+      };
+    });
+  const page = await open(browser, robot.url, { prepare });
+  await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
+  const off = (label) => page.getByRole("button", { name: `Take ${label} off the timeline` });
+  await off("FaceLedLeft0").press("Enter");
+  assert.equal(await focused(page), "Take ChestLeds off the timeline");
+  await off("ChestLeds").press("Enter");
+  assert.equal(await focused(page), "Add an LED to the timeline");
+  assert.equal(await page.evaluate(() => [...window.observed].filter((one) => !one.isConnected).length), 0);
   await close(page);
 });

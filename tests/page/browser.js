@@ -38,6 +38,13 @@ export async function isLive(page) {
   await page.locator(".led[role=option]").first().waitFor({ state: "attached" });
 }
 
+/** Lets the page believe that its tab is hidden, or shown again. */
+export const hidden = (page, isHidden) =>
+  page.evaluate((hidden) => {
+    Object.defineProperty(document, "hidden", { configurable: true, get: () => hidden });
+    document.dispatchEvent(new Event("visibilitychange"));
+  }, isHidden);
+
 /** Ends a page that must have had nothing to complain about, but for what the test itself did. */
 export async function close(page) {
   const complaints = page.complaints.filter(

@@ -1,7 +1,7 @@
 // What is seen of a robot: colours, the steps of a blink, stillness when nobody looks or wants it.
 import assert from "node:assert/strict";
 import { after, before, test } from "node:test";
-import { close, colors, isSeen, launch, middleOf, open, pixelAt } from "./browser.js";
+import { close, colors, hidden, isSeen, launch, middleOf, open, pixelAt } from "./browser.js";
 import { becomes, Robot } from "./robot.js";
 
 let robot, browser;
@@ -144,11 +144,7 @@ test("a page that nobody sees is sent nothing", async () => {
     });
   const page = await open(browser, robot.url, { prepare });
   const frames = () => said.filter(({ event }) => event === "frame").length;
-  const hide = (isHidden) =>
-    page.evaluate((hidden) => {
-      Object.defineProperty(document, "hidden", { configurable: true, get: () => hidden });
-      document.dispatchEvent(new Event("visibilitychange"));
-    }, isHidden);
+  const hide = (isHidden) => hidden(page, isHidden);
   await becomes(() => frames() > 0, "the first frame");
   await hide(true);
   await robot.does("getIntensity", "FaceLedLeft0"); // the robot has heard it by now

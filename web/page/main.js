@@ -104,6 +104,7 @@ class Page {
       setText(byId("link-state"), wasKnown ? `The robot is gone; looking for it…${why}`
         : `Looking for the robot…${why}`);
       clearTimeout(this.timer);
+      this.timeline.gap();
       this.play.form?.refresh();
       this.play.showRunning([]);
     }
@@ -218,7 +219,10 @@ class Page {
   xEvent(message) {
     if (message.event === "frame" && this.live) this.show.take(message);
     if (message.event === "log") this.logbook.add(message.lines);
-    if (message.event === "ended") setTimeout(() => this.xWatch(), EVERY);
+    if (message.event === "ended") {
+      this.timeline.gap();
+      setTimeout(() => this.xWatch(), EVERY);
+    }
   }
 
   xShown(id) {
@@ -232,7 +236,7 @@ class Page {
   xVisible() {
     if (this.link.state !== "live") return;
     if (document.hidden) {
-      this.request("unwatch").catch(() => {});
+      this.request("unwatch").then(() => this.timeline.gap(), () => {});
       return;
     }
     this.xWatch();
