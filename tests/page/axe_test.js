@@ -48,7 +48,7 @@ for (const colorScheme of ["dark", "light"]) {
       await choose(page, "setIntensity name, intensity");
       await type(page, "name", "Nose");
       await play(page);
-      await page.locator("form.form > .error").filter({ hasText: "Nose" }).waitFor();
+      await page.locator(".field .error").filter({ hasText: "Nose" }).waitFor();
       assert.deepEqual(await violations(page), [], "an error");
       await close(page);
     });

@@ -61,17 +61,34 @@ test("every method of every service has a form", async () => {
   await close(page);
 });
 
-test("an error is told in the robot's own words, and its field is marked", async () => {
+test("an error is told in the robot's own words at its field", async () => {
   const page = await open(browser, robot.url);
   await choose(page, "setIntensity name, intensity");
   await type(page, "name", "Nose");
   await play(page);
   const { err } = await robot.ledctl("setIntensity", "Nose", "1.0");
-  await page.locator("form.form > .error").getByText(err.trim(), { exact: true }).waitFor();
   const name = field(page, "name");
+  const described = () =>
+    name.evaluate((input) =>
+      input
+        .getAttribute("aria-describedby")
+        .split(" ")
+        .map((id) => document.getElementById(id).textContent),
+    );
+  await becomes(async () => (await described()).includes(err.trim()), "the robot's words at the field");
   assert.equal(await name.getAttribute("aria-invalid"), "true");
+  await becomes(
+    async () => (await page.locator("#announcement").textContent()) === err.trim(),
+    "the robot's words to be spoken",
+  );
+  const [below, above] = [
+    await page.locator(".field .error").filter({ hasText: "Nose" }).boundingBox(),
+    await name.boundingBox(),
+  ];
+  assert.ok(below.y - above.y - above.height < 8, "the words stand right below the field");
   await type(page, "name", "ChestLeds");
   assert.equal(await name.getAttribute("aria-invalid"), null);
+  assert.ok(!(await described()).includes(err.trim()));
   await close(page);
 });
 

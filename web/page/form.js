@@ -1,6 +1,6 @@
 // One method as a form: an input for each parameter, the call as text to copy, and what came of it.
 import { NAMED, parseRgb, rgbHash, rgbText } from "./color.js";
-import { copyButton, el, fill, newId, setText } from "./dom.js";
+import { announce, copyButton, el, fill, newId, setText } from "./dom.js";
 import { fieldFor, firstText, readField } from "./fields.js";
 import { ledctlLine, pythonProgram } from "./quote.js";
 import { parseSignature } from "./signature.js";
@@ -65,7 +65,7 @@ export class Form {
   xRead({ field, type, input, wrong }) {
     try {
       const argument = readField(field, type, input.type === "checkbox" ? String(input.checked) : input.value);
-      mark(input, wrong, "", input === this.blamed);
+      mark(input, wrong, input === this.blamed?.input ? this.blamed.text : "");
       return argument;
     } catch (error) {
       mark(input, wrong, error.message);
@@ -88,7 +88,7 @@ export class Form {
       el("label", { for: id }, name, " ", el("span", { class: "type", text: typeText(type, field) })),
       el("div", { class: "inputs" }, ...inputs, field.unit ? el("span", { class: "unit", text: field.unit }) : null,
         input.list ?? null, input.names ?? null),
-      el("p", { class: "hint", id: hintId, text }), wrong);
+      wrong, el("p", { class: "hint", id: hintId, text }));
     return { field, type, name, input, inputs, wrong, element };
   }
 
@@ -114,24 +114,27 @@ export class Form {
         text: `Done in ${durationText(performance.now() - begun)}` }));
     } catch (error) {
       setText(this.outcome, "");
-      setText(this.error, error.message);
       this.xBlame(error.message, args);
     }
   }
 
-  /** Marks the field that the robot's words are about: the one whose text it quotes, else whose name it says. */
+  /** Puts the robot's words to the field they are about: the one whose text they quote, else whose name they say. */
   xBlame(text, args) {
     const words = text.toLowerCase();
     const quoted = this.fields.find((_, i) => args[i].shell.length > 1 && words.includes(args[i].shell.toLowerCase()));
     const named = this.fields.find(({ name }) => words.includes(name.toLowerCase()));
-    this.blamed = (quoted ?? named)?.input;
+    const { input } = quoted ?? named ?? {};
+    this.blamed = { input, text };
     this.refresh();
+    if (!input) return setText(this.error, text);
+    announce(text);
+    input.scrollIntoView({ block: "nearest" });
   }
 }
 
-function mark(input, wrong, text, isBlamed = false) {
+function mark(input, wrong, text) {
   setText(wrong, text);
-  if (text || isBlamed) input.setAttribute("aria-invalid", "true");
+  if (text) input.setAttribute("aria-invalid", "true");
   else input.removeAttribute("aria-invalid");
 }
 
