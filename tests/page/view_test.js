@@ -162,6 +162,41 @@ test("a page that nobody sees is sent nothing", async () => {
   await close(page);
 });
 
+test("a page that nobody sees is sent no line of the log, and then each that is new once", async () => {
+  const [said, asked] = [[], []];
+  const prepare = (page) =>
+    page.on("websocket", (socket) => {
+      socket.on("framereceived", ({ payload }) => said.push(JSON.parse(payload)));
+      socket.on("framesent", ({ payload }) => asked.push(JSON.parse(payload)));
+    });
+  const page = await open(browser, robot.url, { prepare });
+  const count = () => said.filter(({ event }) => event === "log").length;
+  const isUnwanted = () => {
+    const none = asked.find(({ op, level }) => op === "log" && level === "none");
+    return none && said.some(({ id }) => id === none.id);
+  };
+  const lines = () => page.locator(".log-lines li").allTextContents();
+  const reload = async () => {
+    for (const method of ["unloadModule", "loadModule"]) await robot.does("--service", "HBHost", method, "leds");
+  };
+  await page.locator("#tab-log").click();
+  await becomes(async () => (await lines()).length > 0, "the lines that are kept");
+  const before = await lines();
+  await hidden(page, true);
+  await becomes(isUnwanted, "the robot to have heard it");
+  const sent = count();
+  await reload();
+  await hidden(page, false);
+  await becomes(async () => (await lines()).length > before.length, "the new lines");
+  assert.equal(count(), sent + 1, "one message with what came meanwhile");
+  const news = (await lines()).slice(before.length);
+  assert.deepEqual((await lines()).slice(0, before.length), before);
+  assert.ok(news.length > 0 && news.every((line) => !before.includes(line)), news.join("; "));
+  await reload();
+  await becomes(async () => (await lines()).length > before.length + news.length, "the log to go on");
+  await close(page);
+});
+
 test("a pattern that flashes too often is shown steadily, with a notice", async () => {
   await robot.does("off", "AllLeds");
   const page = await open(browser, robot.url);

@@ -103,6 +103,7 @@ export class Form {
     const args = this.refresh();
     if (!args || this.play.disabled) return;
     this.xChanged();
+    announce("");
     setText(this.outcome, "");
     const begun = performance.now();
     try {

@@ -235,6 +235,7 @@ class Page {
 
   xVisible() {
     if (this.link.state !== "live") return;
+    this.logbook.rest(document.hidden);
     if (document.hidden) {
       this.request("unwatch").then(() => this.timeline.gap(), () => {});
       return;
