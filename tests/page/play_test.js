@@ -230,7 +230,7 @@ test("state and log tell what goes on", async () => {
   await close(page);
 });
 
-test("a viewer sees everything, may call nothing, and is told why", async () => {
+test("a viewer sees everything, may call what only reads, and is told why no more", async () => {
   const tokens = join(robot.folder, "tokens");
   writeFileSync(tokens, "viewer 9dJfWm5PuA1eGx6QvKt2\noperator 3q8hVn2TzL0cYb7RkXs4\n", { mode: 0o600 });
   const guarded = await Robot.start({ args: ["--tokens", tokens] });
@@ -238,8 +238,13 @@ test("a viewer sees everything, may call nothing, and is told why", async () => 
     const prepare = (page) => page.addInitScript(() => sessionStorage.setItem("token", "9dJfWm5PuA1eGx6QvKt2"));
     const page = await open(browser, guarded.url, { prepare });
     assert.equal(await page.locator("#role").textContent(), "viewer");
-    await page.getByText("You are a viewer: only operators may call methods.").waitFor();
+    await page.getByText("You are a viewer: only operators may call this.").waitFor();
     assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
+    await choose(page, "listGroup groupName");
+    await type(page, "groupName", "FeetLeds");
+    await play(page);
+    await done(page);
+    assert.match(await outcome(page).textContent(), /LFoot/);
     await close(page);
     const wrong = await browser.newPage();
     await wrong.addInitScript(

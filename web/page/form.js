@@ -12,8 +12,8 @@ export const parameterName = (parameter, index) => parameter.name || `arg${index
 export class Form {
   /**
    * @param {string} service @param {any} method as described
-   * @param {{call: Function, names: (of: string) => string[], whyNot: () => string}} robot `call(service, method,
-   *        argsJson)` begins a call; `whyNot` says why nothing can be called, or ""
+   * @param {{call: Function, names: (of: string) => string[], whyNot: (method: any) => string}} robot `call(service, method,
+   *        argsJson)` begins a call; `whyNot` says why the method cannot be called, or ""
    */
   constructor(service, method, robot) {
     Object.assign(this, { service, method, robot });
@@ -55,7 +55,7 @@ export class Form {
     const isWhole = args.every(Boolean);
     setText(this.shell, isWhole ? ledctlLine(this.service, this.method.name, args, this.isFuture) : "…");
     setText(this.python, isWhole ? pythonProgram(this.service, this.method.name, args, this.isFuture) : "…");
-    const reason = this.robot.whyNot();
+    const reason = this.robot.whyNot(this.method);
     setText(this.whyNot, reason);
     for (const { inputs } of this.fields) for (const input of inputs) input.disabled = reason !== "";
     this.play.disabled = reason !== "" || !isWhole;

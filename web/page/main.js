@@ -60,10 +60,11 @@ class Page {
   get isFrozen() {
     return this.show.isFrozen;
   }
-  /** Why nothing can be called now, or "". */
-  whyNot() {
+  /** Why a method, or any, cannot be called now, or "". */
+  whyNot(method) {
     if (this.link?.state !== "live") return "There is no robot now.";
-    return this.robot.role === "operator" ? "" : "You are a viewer: only operators may call methods.";
+    const isAllowed = this.robot.role === "operator" || method?.isReading;
+    return isAllowed ? "" : "You are a viewer: only operators may call this.";
   }
   /** Names to complete a field with. */
   names(of) {
