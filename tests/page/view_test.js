@@ -197,6 +197,32 @@ test("a page that nobody sees is sent no line of the log, and then each that is 
   await close(page);
 });
 
+test("fifty pictures a second are painted at most, on a quick screen and of flashes too", async () => {
+  await robot.does("off", "AllLeds");
+  const prepare = (page) =>
+    page.addInitScript(() => {
+      window.requestAnimationFrame = (run) => setTimeout(() => run(performance.now()), 7); // of 144 hertz
+      window.painted = [];
+      const { clearRect } = CanvasRenderingContext2D.prototype;
+      CanvasRenderingContext2D.prototype.clearRect = function (...box) {
+        if (this.canvas.id === "picture") window.painted.push(performance.now());
+        return clearRect.apply(this, box);
+      };
+    });
+  const page = await open(browser, robot.url, { prepare });
+  const keys = [`Device/SubDeviceList/ChestBoard/Led/Red/Actuator/Value`];
+  const flashes = Array.from({ length: 60 }, (_, i) => i + 1);
+  const lists = [keys, [flashes.map((i) => i * 0.05)], [flashes.map((i) => i % 2)]];
+  await page.evaluate(() => (window.painted = []));
+  await robot.does("--service", "HBMotion", "_animateLEDs", ...lists.map((list) => JSON.stringify(list)));
+  await page.getByText("More than three flashes a second: shown steadily.").waitFor();
+  await becomes(async () => (await page.locator("#flash-notice").textContent()) === "", "the notice to go");
+  const painted = await page.evaluate(() => window.painted);
+  const most = Math.max(...painted.map((from) => painted.filter((at) => at >= from && at < from + 1000).length));
+  assert.ok(most > 10 && most <= 51, `${most} pictures in one second`); // 51 begin in one second and a moment
+  await close(page);
+});
+
 test("a pattern that flashes too often is shown steadily, with a notice", async () => {
   await robot.does("off", "AllLeds");
   const page = await open(browser, robot.url);
