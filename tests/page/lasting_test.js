@@ -152,12 +152,25 @@ test("modules that go and come back are followed", async () => {
   const own = await Robot.start();
   try {
     const page = await open(browser, own.url);
+    await page.locator("#tab-point").click();
+    await own.does("createGroup", "Mine", '["FeetLeds"]');
+    const mine = page.getByRole("button", { name: "Mine", exact: true });
+    const outlined = page.locator(".led.grouped[role=option]");
+    await mine.click();
+    await becomes(async () => (await outlined.count()) === 2, "the group's LEDs to be outlined");
+    await page.getByRole("button", { name: "FaceLeds", exact: true }).focus();
+    await own.does("createGroup", "More", '["FeetLeds"]');
+    await page.getByRole("button", { name: "More", exact: true }).waitFor();
+    assert.equal(await page.evaluate(() => document.activeElement.textContent), "FaceLeds");
+    assert.equal(await mine.getAttribute("aria-pressed"), "true");
     await own.does("--service", "HBHost", "unloadModule", "leds");
     const services = () => page.getByLabel("Service").textContent();
     await becomes(async () => (await services()).includes("HBLeds (gone)"), "the service to go");
     await own.does("--service", "HBHost", "loadModule", "leds");
     await becomes(async () => !(await services()).includes("(gone)"), "the service to come back");
     assert.equal(await page.locator("form.form h2").textContent(), "fadeRGB");
+    await becomes(async () => (await mine.count()) === 0, "the group to have gone with the module");
+    assert.equal(await outlined.count(), 0);
     await own.does("fadeRGB", "ChestLeds", "green", "0");
     await isSeen(page, "ChestLeds", colors.green, "green");
     assert.deepEqual(page.complaints, []);

@@ -14,6 +14,7 @@ import { Tabs } from "./tabs.js";
 import { Timeline } from "./timeline.js";
 
 const EVERY = 1000; // ms between two questions about the robot's state
+const GROUPING = ["createGroup", "loadModule", "unloadModule"];
 const TOKEN = "token"; // its place in the session's storage
 
 class Page {
@@ -203,9 +204,11 @@ class Page {
       const state = await this.link.requestSoon("state");
       this.latest = state.latest;
       this.modules = state.modules;
-      const made = state.latest.findLast((call) => call.method === "createGroup" && !call.error)?.when;
-      if (made !== this.madeGroup) await this.xReadGroups();
-      this.madeGroup = made;
+      // What makes and unmakes groups.
+      const made = JSON.stringify([state.services, ...state.latest.filter(({ method, error }) =>
+        GROUPING.includes(method) && !error).map(({ method, when }) => method + when)]);
+      if (made !== this.made) await this.xReadGroups();
+      this.made = made;
       await this.play.showServices(state.services);
       this.play.showRunning(state.running);
       this.condition.show(state);
