@@ -61,7 +61,7 @@ test("the keyboard alone reaches everything", async () => {
   await press("ArrowDown");
   assert.match(await focused(page), /^(FaceLedLeft|EarLed|ChestLeds)/);
   await press("Home", "ArrowRight");
-  assert.match(await focused(page), /^FaceLedLeft1: #00a0ff, red 0 %, green 63 %, blue 100 %$/);
+  assert.match(await focused(page), /^FaceLedLeft1: red 0 %, green 63 %, blue 100 % \(#00a0ff\)$/);
   assert.equal(await page.locator(".led[role=option][tabindex='0']").count(), 1);
   await press("Enter"); // shows all about it
   await page.locator("#point").getByRole("heading", { name: "FaceLedLeft1" }).waitFor();
@@ -109,6 +109,33 @@ test("a table tells all LEDs with their values", async () => {
   await page.getByRole("row", { name: /FaceLedLeft0 red 0 %, green 63 %, blue 100 % \(#00a0ff\)/ }).waitFor();
   await page.getByLabel("Filter LEDs").fill("LeftFoot");
   await becomes(async () => (await page.locator("#leds tbody tr").count()) === 1, "one row");
+  await close(page);
+});
+
+test("lists that change leave the keyboard where it is", async () => {
+  const page = await open(browser, robot.url);
+  const isKept = async (change, what) => {
+    const before = await page.evaluate(() => (window.kept = document.activeElement).textContent);
+    await change();
+    assert.ok(await page.evaluate(() => window.kept === document.activeElement), `${what}: ${before}`);
+  };
+  await page.locator("#tab-leds").click();
+  await page.getByRole("button", { name: "FaceLedLeft3", exact: true }).focus();
+  await isKept(async () => {
+    await robot.does("createGroup", "Mixed", '["FaceLedLeft3"]');
+    await page.getByRole("row", { name: /FaceLedLeft3 .*Mixed/ }).waitFor();
+  }, "the table of LEDs, in another group");
+  const method = page.getByRole("group", { name: "Methods" }).getByRole("button", { name: "off name", exact: true });
+  await method.focus();
+  await isKept(async () => {
+    for (const way of ["unloadModule", "loadModule"]) {
+      await robot.does("--service", "HBHost", way, "signsandfeedback");
+      await becomes(
+        async () => (await page.getByLabel("Service").textContent()).includes("Signs") === (way === "loadModule"),
+        `the services after ${way}`,
+      );
+    }
+  }, "the list of methods, after other services came and went");
   await close(page);
 });
 

@@ -6,14 +6,16 @@ import { ledctlLine, pythonProgram } from "./quote.js";
 import { parseSignature } from "./signature.js";
 import { durationText, valueText } from "./value.js";
 
+const MOST = 500; // names offered
+
 /** The parameter's name, or one that Python's callers see too. */
 export const parameterName = (parameter, index) => parameter.name || `arg${index + 1}`;
 
 export class Form {
   /**
    * @param {string} service @param {any} method as described
-   * @param {{call: Function, names: (of: string) => string[], whyNot: (method: any) => string}} robot `call(service, method,
-   *        argsJson)` begins a call; `whyNot` says why the method cannot be called, or ""
+   * @param {{call: Function, names: (of: string) => string[], whyNot: (method: any) => string}} robot `call(service,
+   *        method, argsJson)` begins a call; `whyNot` says why the method cannot be called, or ""
    */
   constructor(service, method, robot) {
     Object.assign(this, { service, method, robot });
@@ -156,16 +158,23 @@ function inputFor(field, first, id, name, names) {
       const input = el("input", { type: "text", id, value: first, spellcheck: "false", autocomplete: "off",
         autocapitalize: "off",
         inputmode: field.kind === "text" ? undefined : "decimal" });
-      const choices = field.kind === "text" ? (field.choices?.length ? field.choices : field.of === "color"
-        ? Object.keys(NAMED) : names(field.of)) : [];
-      if (choices.length > 0) {
-        input.names = el("datalist", { id: `${id}-names` }, ...choices.map((value) => el("option", { value })));
+      const choices = () => (field.choices?.length ? field.choices : field.of === "color" ? Object.keys(NAMED)
+        : names(field.of));
+      if (field.kind === "text" && choices().length > 0) {
+        input.names = el("datalist", { id: `${id}-names` });
         input.setAttribute("list", `${id}-names`);
+        const offer = () => fill(input.names, ...fewOf(choices(), input.value).map((value) => el("option", { value })));
+        for (const event of ["focus", "input"]) input.addEventListener(event, offer);
+        offer();
       }
       return { input, extras: [] };
     }
   }
 }
+
+/** All names to choose from; of very many those that have what is typed. */
+const fewOf = (names, typed) =>
+  names.length > MOST ? names.filter((name) => name.includes(typed)).slice(0, MOST) : names;
 
 function colorInputs(first, id, name) {
   const input = el("input", { type: "text", id, value: first, spellcheck: "false", autocomplete: "off" });

@@ -153,7 +153,6 @@ class Page {
       this.stage.follow(this.live);
       await this.xReadGroups();
       this.timeline.showRobot();
-      this.table.fill();
       this.point.point(undefined);
       this.xml = xml; // last: whoever is interrupted before begins again
     } else {
@@ -165,8 +164,12 @@ class Page {
   /** Groups as the LED service has them, those that clients made included; the model's own without that service. */
   async xReadGroups() {
     const groups = new Map();
-    for (const device of this.model.devices) for (const group of device.groups) groups.set(group,
-      [...(groups.get(group) ?? []), device.name]);
+    for (const { name, groups: all } of this.model.devices) {
+      for (const group of all) {
+        if (!groups.has(group)) groups.set(group, []);
+        groups.get(group).push(name);
+      }
+    }
     try {
       const names = await this.read("HBLeds", "listGroups");
       const made = names.filter((name) => !groups.has(name));
@@ -183,6 +186,7 @@ class Page {
     this.memberships = memberships.map((set) => [...set].sort());
     this.groups = groups;
     this.point.showGroups();
+    this.table.fill();
   }
 
   async xWatch() {

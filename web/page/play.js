@@ -75,13 +75,12 @@ export class Play {
     const wanted = this.filter.value.trim().toLowerCase();
     const has = ({ name, description }) => `${name} ${description}`.toLowerCase().includes(wanted);
     const methods = this.xSorted().filter(has);
-    fill(this.list, ...methods.map((method) => {
-      const takes = method.parameters.map(parameterName).join(", ");
-      const button = el("button", { type: "button", on: { click: () => this.choose(method) } },
-        method.name, " ", el("span", { class: "takes", text: takes }));
-      button.method = method;
-      return button;
-    }));
+    const takes = (method) => method.parameters.map(parameterName).join(", ");
+    const keyOf = (method) => [this.service.value, method.name, method.signature, takes(method)].join();
+    reconcile(this.list, methods, keyOf, (method) => el("button",
+      { type: "button", on: { click: ({ currentTarget }) => this.choose(currentTarget.method) } },
+      method.name, " ", el("span", { class: "takes", text: takes(method) }),
+    )).forEach((button, i) => (button.method = methods[i]));
     if (methods.length === 0) this.list.append(el("p", { class: "hint",
       text: "No method has that in its name or text." }));
     this.xMark();
@@ -90,7 +89,8 @@ export class Play {
   choose(method) {
     if (!method) return;
     const form = new Form(this.service.value, method, {
-      call: (...args) => this.call(...args), names: (of) => this.app.names(of), whyNot: (method) => this.app.whyNot(method),
+      call: (...args) => this.call(...args), names: (of) => this.app.names(of),
+      whyNot: (one) => this.app.whyNot(one),
     });
     this.formPlace.replaceWith(form.element);
     this.formPlace = form.element;

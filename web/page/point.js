@@ -1,6 +1,6 @@
 // The panel Point: all about the LED under the pointer or the focus, and the groups.
 import { askedHex, toScreen } from "./color.js";
-import { el, fill, reconcile, setText } from "./dom.js";
+import { el, fill, reconcile, setText, tableOf } from "./dom.js";
 import { plainName } from "./model.js";
 import { ratioOf } from "./settings.js";
 import { clockText, durationText, percent, toNumber } from "./value.js";
@@ -15,9 +15,7 @@ export class Point {
     this.hint = el("p", { class: "hint", text: "Hover over one, tap it, or tab to the robot and use the arrow keys." });
     this.facts = el("dl", { class: "facts" });
     this.channels = el("tbody");
-    this.table = el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Channels" }, el("table", {},
-      el("thead", {}, el("tr", {}, ...["Channel", "now", "target",
-        "left"].map((text) => el("th", { scope: "col", text })))), this.channels));
+    this.table = tableOf("Channels", ["Channel", "now", "target", "left"], this.channels);
     this.curve = el("button", { type: "button", text: "Show in the timeline",
       on: { click: () => app.addCurve(this.led) } });
     this.groups = el("div", { class: "chips" });

@@ -3,7 +3,10 @@ import { el, fill, furnish, reconcile } from "./dom.js";
 import { Samples, SPAN } from "./samples.js";
 
 const MOST = 4; // LEDs at once
+const MOST_OFFERED = 1000; // to choose from; the panel Point has every LED
 const EVERY = 66; // ms between two drawings
+/** Where keys move the cursor. */
+const WAYS = { ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1, Home: -Infinity, End: Infinity };
 const DASHES = [[], [6, 4], [2, 3], [10, 3, 2, 3]];
 const STROKES = {
   dark: { red: "#ff7a70", green: "#5fdb8f", blue: "#6db3ff", white: "#e8edf4", amber: "#ffc04d", infrared: "#c58bd8",
@@ -40,7 +43,7 @@ export class Timeline {
     const labels = this.chosen.map((led) => this.labels?.[led]);
     this.labels = this.app.model.leds.map((led) => led.label);
     fill(this.add, el("option", { value: "-1", text: "Add an LED…" }),
-      ...this.labels.map((text, i) => el("option", { value: i, text })));
+      ...this.labels.slice(0, MOST_OFFERED).map((text, i) => el("option", { value: i, text })));
     this.chosen = labels.map((label) => this.labels.indexOf(label)).filter((led) => led >= 0);
     this.samples = new Samples();
     if (this.chosen.length === 0) this.chosen = [0];
@@ -96,27 +99,29 @@ export class Timeline {
     this.sizes.observe(this.legend); // it takes its height from the curves
     furnish(this.plot.over, { tabindex: "0", role: "slider", "aria-label": "Cursor of the timeline, in seconds",
       "aria-valuemin": -SPAN, "aria-valuemax": 0, "aria-valuenow": 0,
-      on: { keydown: (event) => this.xKey(event), focus: ({ target }) => target.matches(":focus-visible") && this.xCursor(this.at),
+      on: { keydown: (event) => this.xKey(event), focus: ({ target }) => this.xFocus(target),
         blur: () => this.plot.setCursor({ left: -9, top: 0 }) } });
   }
 
+  /** By keyboard: a pointer has its own place. */
+  xFocus(over) {
+    if (over.matches(":focus-visible")) this.xCursor(this.at);
+  }
+
   xKey(event) {
-    const by = event.shiftKey ? 1 : 0.1;
-    const to = { ArrowLeft: this.at - by, ArrowDown: this.at - by, ArrowRight: this.at + by, ArrowUp: this.at + by,
-      Home: -SPAN, End: 0 }[event.key];
-    if (to === undefined) return;
+    const way = WAYS[event.key];
+    if (!way) return;
     event.preventDefault();
-    this.xCursor(Math.min(0, Math.max(-SPAN, to)));
+    this.xCursor(Math.min(0, Math.max(-SPAN, this.at + way * (event.shiftKey ? 1 : 0.1))));
   }
 
   /** Reads values off the curves, for the eye and for the ear. @param {number} at seconds, of now */
   xCursor(at) {
-    const { over, root } = this.plot;
+    const { over } = this.plot;
     this.at = Math.round(at * 10) / 10;
     this.plot.setCursor({ left: (1 + at / SPAN) * over.clientWidth, top: 0 });
-    over.setAttribute("aria-valuenow", at.toFixed(1));
-    over.setAttribute("aria-valuetext",
-      [...root.querySelectorAll(".u-series")].map(({ cells }) => `${cells[0].textContent} ${cells[1].textContent}`).join(", "));
+    const told = [...this.legend.rows].map(({ cells: [name, value] }) => `${name.textContent} ${value.textContent}`);
+    furnish(over, { "aria-valuenow": at.toFixed(1), "aria-valuetext": told.join(", ") });
   }
 
   xTakeOff(led) {
