@@ -1,18 +1,11 @@
 // The page for everybody: the keyboard alone, screens of all sizes, figures beside the picture.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { close, hidden, launch, open } from "./browser.js";
-import { becomes, Robot } from "./robot.js";
+import { test } from "node:test";
+import { close, hidden, open, stage } from "./browser.js";
+import { becomes } from "./robot.js";
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-  await robot.does("fadeRGB", "AllLeds", "0x00a0ff", "0");
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
+await robot.does("fadeRGB", "AllLeds", "0x00a0ff", "0");
 
 test("nothing is wider than the screen, from a phone to a wall", async () => {
   const page = await open(browser, robot.url);
@@ -131,7 +124,7 @@ test("lists that change leave the keyboard where it is", async () => {
     for (const way of ["unloadModule", "loadModule"]) {
       await robot.does("--service", "HBHost", way, "signsandfeedback");
       await becomes(
-        async () => (await page.getByLabel("Service").textContent()).includes("Signs") === (way === "loadModule"),
+        async () => (await page.getByLabel("Service").textContent()).includes("HBSignsAndFeedback") === (way === "loadModule"),
         `the services after ${way}`,
       );
     }
@@ -157,13 +150,12 @@ test("the timeline draws the chosen LEDs and tells values under the pointer", as
 
 test("the keyboard reads values off the timeline, and a time unseen as a gap", async () => {
   const page = await open(browser, robot.url);
-  const hide = (isHidden) => hidden(page, isHidden);
   await robot.does("fadeRGB", "ChestLeds", "0.25", "0", "0", "0");
   await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
   await robot.does("--wait", "fade", "FeetLeds", "0", "0.5"); // half a second to see
-  await hide(true);
+  await hidden(page, true);
   await robot.does("--wait", "fadeRGB", "ChestLeds", "1", "0", "0", "0.5");
-  await hide(false);
+  await hidden(page, false);
   const cursor = page.getByRole("slider", { name: "Cursor of the timeline, in seconds" });
   const told = async () => /ChestLeds red ([^,]+)/.exec((await cursor.getAttribute("aria-valuetext")) ?? "")?.[1];
   await becomes(async () => {

@@ -2,21 +2,14 @@
 import assert from "node:assert/strict";
 import { writeFileSync } from "node:fs";
 import { join } from "node:path";
-import { after, before, test } from "node:test";
-import { choose, close, field, launch, open, play, type } from "./browser.js";
+import { test } from "node:test";
+import { choose, close, field, linkState, mayPlay, open, play, stage, type } from "./browser.js";
 import { becomes, Robot, run } from "./robot.js";
 
 const RED = "Face/Led/Red/Left/0Deg/Actuator/Value";
 const GREEN = "Face/Led/Green/Left/0Deg/Actuator/Value";
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
 
 const outcome = (page) => page.locator(".result");
 const done = (page) =>
@@ -253,11 +246,8 @@ test("a viewer sees everything, may call what only reads, and is told why no mor
     await wrong.goto(guarded.url);
     await wrong.getByLabel("Token", { exact: true }).fill("3q8hVn2TzL0cYb7RkXs4");
     await wrong.getByRole("button", { name: "Come in" }).click();
-    await becomes(async () => /^Live/.test(await wrong.locator("#link-state").textContent()), "the page to be live");
-    await becomes(
-      async () => wrong.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(),
-      "an operator to be let play",
-    );
+    await becomes(async () => /^Live/.test(await linkState(wrong)), "the page to be live");
+    await mayPlay(wrong);
     await wrong.close();
   } finally {
     await guarded.stop();

@@ -4,20 +4,13 @@ import { mkdtempSync, readFileSync, writeFileSync } from "node:fs";
 import { connect } from "node:net";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { after, before, test } from "node:test";
-import { choose, close, field, isSeen, launch, open } from "./browser.js";
+import { test } from "node:test";
+import { choose, close, field, isSeen, open, stage } from "./browser.js";
 import { becomes, Robot, run } from "./robot.js";
 
 const HEAVIEST = 200_000; // bytes
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
 
 /** Sends bytes to the robot's page and gives the status line and headers that come back. */
 function raw(lines) {

@@ -1,17 +1,10 @@
 // What is seen of a robot: colours, the steps of a blink, stillness when nobody looks or wants it.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { close, colors, hidden, isSeen, launch, middleOf, open, pixelAt } from "./browser.js";
-import { becomes, Robot } from "./robot.js";
+import { test } from "node:test";
+import { close, colors, hidden, isSeen, middleOf, open, pixelAt, stage } from "./browser.js";
+import { becomes } from "./robot.js";
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
 
 test("LEDs are seen in the colours that another client gave them", async () => {
   await robot.does("--wait", "fadeRGB", "FaceLeds", "red", "0.2");
@@ -136,17 +129,23 @@ test("who asks for reduced motion gets a still picture first", async () => {
   await close(page);
 });
 
-test("a page that nobody sees is sent nothing", async () => {
-  const said = [];
+/** What robot and page say to each other. */
+function overhear() {
+  const [said, asked] = [[], []];
   const prepare = (page) =>
     page.on("websocket", (socket) => {
       socket.on("framereceived", ({ payload }) => said.push(JSON.parse(payload)));
+      socket.on("framesent", ({ payload }) => asked.push(JSON.parse(payload)));
     });
+  return { said, asked, prepare };
+}
+
+test("a page that nobody sees is sent nothing", async () => {
+  const { said, prepare } = overhear();
   const page = await open(browser, robot.url, { prepare });
   const frames = () => said.filter(({ event }) => event === "frame").length;
-  const hide = (isHidden) => hidden(page, isHidden);
   await becomes(() => frames() > 0, "the first frame");
-  await hide(true);
+  await hidden(page, true);
   await robot.does("getIntensity", "FaceLedLeft0"); // the robot has heard it by now
   await becomes(async () => {
     const before = frames();
@@ -157,18 +156,13 @@ test("a page that nobody sees is sent nothing", async () => {
   const before = frames();
   await robot.does("--wait", "fadeRGB", "ChestLeds", "blue", "0.3");
   assert.equal(frames(), before);
-  await hide(false);
+  await hidden(page, false);
   await isSeen(page, "ChestLeds", colors.blue, "blue");
   await close(page);
 });
 
 test("a page that nobody sees is sent no line of the log, and then each that is new once", async () => {
-  const [said, asked] = [[], []];
-  const prepare = (page) =>
-    page.on("websocket", (socket) => {
-      socket.on("framereceived", ({ payload }) => said.push(JSON.parse(payload)));
-      socket.on("framesent", ({ payload }) => asked.push(JSON.parse(payload)));
-    });
+  const { said, asked, prepare } = overhear();
   const page = await open(browser, robot.url, { prepare });
   const count = () => said.filter(({ event }) => event === "log").length;
   const isUnwanted = () => {
