@@ -162,7 +162,11 @@ export class Timeline {
   /** Draws on while somebody looks and nothing is paused. */
   run() {
     const isStill = this.isPaused || this.app.isFrozen;
-    this.stopped = isStill ? (this.stopped ?? performance.now() / 1000) : undefined;
+    if (isStill && !this.stopped) {
+      this.stopped = this.now;
+      this.plot?.setData(this.samples.until(this.now));
+    }
+    if (!isStill) this.stopped = undefined;
     if (!this.isRunning && !isStill) {
       this.isRunning = true;
       this.xLoop();
