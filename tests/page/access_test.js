@@ -54,7 +54,7 @@ test("the keyboard alone reaches everything", async () => {
   await press("ArrowDown");
   assert.match(await focused(page), /^(FaceLedLeft|EarLed|ChestLeds)/);
   await press("Home", "ArrowRight");
-  assert.match(await focused(page), /^FaceLedLeft1: red 0 %, green 63 %, blue 100 % \(#00a0ff\)$/);
+  assert.match(await focused(page), /^FaceLedLeft1: red 0\s%, green 63\s%, blue 100\s% \(#00a0ff\)$/);
   assert.equal(await page.locator(".led[role=option][tabindex='0']").count(), 1);
   await press("Enter"); // shows all about it
   await page.locator("#point").getByRole("heading", { name: "FaceLedLeft1" }).waitFor();
@@ -99,7 +99,7 @@ test("a table tells all LEDs with their values", async () => {
   const page = await open(browser, robot.url);
   await page.locator("#tab-leds").click();
   await becomes(async () => (await page.locator("#leds tbody tr").count()) === 51, "51 rows");
-  await page.getByRole("row", { name: /FaceLedLeft0 red 0 %, green 63 %, blue 100 % \(#00a0ff\)/ }).waitFor();
+  await page.getByRole("row", { name: /FaceLedLeft0 red 0\s%, green 63\s%, blue 100\s% \(#00a0ff\)/ }).waitFor();
   await page.getByLabel("Filter LEDs").fill("LeftFoot");
   await becomes(async () => (await page.locator("#leds tbody tr").count()) === 1, "one row");
   await close(page);

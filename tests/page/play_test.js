@@ -237,7 +237,7 @@ test("a viewer sees everything, may call what only reads, and is told why no mor
     await type(page, "groupName", "FeetLeds");
     await play(page);
     await done(page);
-    assert.match(await outcome(page).textContent(), /LFoot/);
+    assert.match(await outcome(page).textContent(), /^LeftFoot\/Led\/Blue/);
     await close(page);
     const wrong = await browser.newPage();
     await wrong.addInitScript(

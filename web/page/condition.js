@@ -19,7 +19,7 @@ export class Condition {
       el("h3", { text: "Intensity ratios, as asked by clients" }), this.ratios,
       el("h3", { text: "Modules" }), this.modules,
       el("h3", { text: "Last calls" }),
-      tableOf("Last calls", ["Call", "by", "at"], this.calls, "wordy"));
+      tableOf("Last calls", ["Call", "by", "at"], this.calls));
   }
 
   /** @param {any} state the robot's reply */

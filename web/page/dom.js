@@ -26,8 +26,8 @@ export const svg = (name, properties = {}, ...children) =>
   furnish(document.createElementNS(SVG, name), properties, children);
 
 /** A table that scrolls in itself. @param {string} label @param {string[]} heads of its columns */
-export const tableOf = (label, heads, body, kind) =>
-  el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": label }, el("table", { class: kind },
+export const tableOf = (label, heads, body) =>
+  el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": label }, el("table", {},
     el("thead", {}, el("tr", {}, ...heads.map((text) => el("th", { scope: "col", text })))), body));
 
 /** The element with that id. @returns {any} */

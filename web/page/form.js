@@ -199,8 +199,8 @@ function sliderInputs(field, first, id, name) {
   return { input, extras: [slider] };
 }
 
-const codeBox = (what, code) => el("div", { class: "code" }, el("pre", { tabindex: "0", "aria-label": what }, code),
-  copyButton(what, () => code.textContent));
+const codeBox = (what, code) => el("div", { class: "code" }, copyButton(what, () => code.textContent),
+  el("pre", { tabindex: "0", "aria-label": what }, code));
 
 function examplesOf(method) {
   const examples = method.examples ?? [];

@@ -25,8 +25,8 @@ export function toNumber(value) {
   return value && typeof value === "object" ? Number(value.float ?? value.int) : NaN;
 }
 
-/** 0..1 as a percentage. */
-export const percent = (number) => `${Math.round(number * 100)} %`;
+/** 0..1 as a percentage, of one word. */
+export const percent = (number) => `${Math.round(number * 100)}\u00a0%`;
 
 /** What the channels of an LED hold: "red 100 %, green 50 % (#ff8000)". */
 export function valuesText(channels) {
