@@ -81,6 +81,8 @@ class Access {
   std::vector<std::string> services() const { return fSession->services(); }
   /// The methods that callers from outside can use. Errors: Refused.
   xo::ObjectInfo describe(const std::string& service) const;
+  /// Whether viewers may call it.
+  bool isReading(const std::string& service, const std::string& method) const;
 
   /// Calls a method on this thread. What it throws is in the outcome. `stop` asks it to stop, from
   /// any thread; it may be null and outlives the call. `expectLong`, if there is one, runs on this
@@ -139,7 +141,6 @@ class Access {
     std::chrono::steady_clock::time_point since;
     bool isReading;
   };
-  bool isReading(const std::string& service, const std::string& method) const;
   xo::Object requireService(const std::string& service) const;
   std::uint64_t begin(Ticket ticket, std::size_t* ofMethod = nullptr);
   void requirePlaceLocked(const Ticket& ticket) const;

@@ -1,18 +1,11 @@
 // The page for everybody: the keyboard alone, screens of all sizes, figures beside the picture.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { close, launch, open } from "./browser.js";
-import { becomes, Robot } from "./robot.js";
+import { test } from "node:test";
+import { close, hidden, open, stage } from "./browser.js";
+import { becomes } from "./robot.js";
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-  await robot.does("fadeRGB", "AllLeds", "0x00a0ff", "0");
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
+await robot.does("fadeRGB", "AllLeds", "0x00a0ff", "0");
 
 test("nothing is wider than the screen, from a phone to a wall", async () => {
   const page = await open(browser, robot.url);
@@ -61,7 +54,7 @@ test("the keyboard alone reaches everything", async () => {
   await press("ArrowDown");
   assert.match(await focused(page), /^(FaceLedLeft|EarLed|ChestLeds)/);
   await press("Home", "ArrowRight");
-  assert.match(await focused(page), /^FaceLedLeft1: #00a0ff, red 0 %, green 63 %, blue 100 %$/);
+  assert.match(await focused(page), /^FaceLedLeft1: red 0\s%, green 63\s%, blue 100\s% \(#00a0ff\)$/);
   assert.equal(await page.locator(".led[role=option][tabindex='0']").count(), 1);
   await press("Enter"); // shows all about it
   await page.locator("#point").getByRole("heading", { name: "FaceLedLeft1" }).waitFor();
@@ -106,9 +99,36 @@ test("a table tells all LEDs with their values", async () => {
   const page = await open(browser, robot.url);
   await page.locator("#tab-leds").click();
   await becomes(async () => (await page.locator("#leds tbody tr").count()) === 51, "51 rows");
-  await page.getByRole("row", { name: /FaceLedLeft0 red 0 %, green 63 %, blue 100 % \(#00a0ff\)/ }).waitFor();
+  await page.getByRole("row", { name: /FaceLedLeft0 red 0\s%, green 63\s%, blue 100\s% \(#00a0ff\)/ }).waitFor();
   await page.getByLabel("Filter LEDs").fill("LeftFoot");
   await becomes(async () => (await page.locator("#leds tbody tr").count()) === 1, "one row");
+  await close(page);
+});
+
+test("lists that change leave the keyboard where it is", async () => {
+  const page = await open(browser, robot.url);
+  const isKept = async (change, what) => {
+    const before = await page.evaluate(() => (window.kept = document.activeElement).textContent);
+    await change();
+    assert.ok(await page.evaluate(() => window.kept === document.activeElement), `${what}: ${before}`);
+  };
+  await page.locator("#tab-leds").click();
+  await page.getByRole("button", { name: "FaceLedLeft3", exact: true }).focus();
+  await isKept(async () => {
+    await robot.does("createGroup", "Mixed", '["FaceLedLeft3"]');
+    await page.getByRole("row", { name: /FaceLedLeft3 .*Mixed/ }).waitFor();
+  }, "the table of LEDs, in another group");
+  const method = page.getByRole("group", { name: "Methods" }).getByRole("button", { name: "off name", exact: true });
+  await method.focus();
+  await isKept(async () => {
+    for (const way of ["unloadModule", "loadModule"]) {
+      await robot.does("--service", "HBHost", way, "signsandfeedback");
+      await becomes(
+        async () => (await page.getByLabel("Service").textContent()).includes("HBSignsAndFeedback") === (way === "loadModule"),
+        `the services after ${way}`,
+      );
+    }
+  }, "the list of methods, after other services came and went");
   await close(page);
 });
 
@@ -125,5 +145,63 @@ test("the timeline draws the chosen LEDs and tells values under the pointer", as
   await becomes(async () => Number(await value.textContent()) > 0.9, "the value under the pointer");
   await page.getByRole("button", { name: "Take ChestLeds off the timeline" }).click();
   assert.equal(await page.locator(".u-legend").getByText("ChestLeds red").count(), 0);
+  await close(page);
+});
+
+test("the keyboard reads values off the timeline, and a time unseen as a gap", async () => {
+  const page = await open(browser, robot.url);
+  await robot.does("fadeRGB", "ChestLeds", "0.25", "0", "0", "0");
+  await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
+  await robot.does("--wait", "fade", "FeetLeds", "0", "0.5"); // half a second to see
+  await hidden(page, true);
+  await robot.does("--wait", "fadeRGB", "ChestLeds", "1", "0", "0", "0.5");
+  await hidden(page, false);
+  const cursor = page.getByRole("slider", { name: "Cursor of the timeline, in seconds" });
+  const told = async () => /ChestLeds red ([^,]+)/.exec((await cursor.getAttribute("aria-valuetext")) ?? "")?.[1];
+  await becomes(async () => {
+    await cursor.press("End");
+    return (await told()) === "1.000";
+  }, "the value now");
+  await page.getByRole("button", { name: "Pause curves" }).press("Enter");
+  await cursor.focus();
+  const before = [];
+  for (let i = 0; i < 100 && before.at(-1) !== "0.250"; ++i) {
+    await page.keyboard.press("ArrowLeft");
+    if (before.at(-1) !== (await told())) before.push(await told());
+  }
+  assert.deepEqual(before, ["1.000", "–", "0.250"]);
+  const now = Number(await cursor.getAttribute("aria-valuenow"));
+  await page.keyboard.press("Shift+ArrowLeft");
+  assert.equal(Number(await cursor.getAttribute("aria-valuenow")), Math.round((now - 1) * 10) / 10);
+  await page.keyboard.press("Home");
+  assert.equal(await cursor.getAttribute("aria-valuenow"), "-30.0");
+  await page.keyboard.press("End");
+  assert.match(await cursor.getAttribute("aria-valuetext"), /^time now, .*ChestLeds red 1\.000/);
+  assert.notEqual(await cursor.evaluate((over) => getComputedStyle(over).outlineStyle), "none");
+  await close(page);
+});
+
+test("a curve that is taken off leaves nothing behind, and the keyboard at the next one", async () => {
+  const prepare = (page) =>
+    page.addInitScript(() => {
+      window.observed = new Set();
+      const { observe, unobserve } = ResizeObserver.prototype;
+      ResizeObserver.prototype.observe = function (element) {
+        window.observed.add(element);
+        observe.call(this, element);
+      };
+      ResizeObserver.prototype.unobserve = function (element) {
+        window.observed.delete(element);
+        unobserve.call(this, element);
+      };
+    });
+  const page = await open(browser, robot.url, { prepare });
+  await page.getByLabel("Add an LED to the timeline").selectOption({ label: "ChestLeds" });
+  const off = (label) => page.getByRole("button", { name: `Take ${label} off the timeline` });
+  await off("FaceLedLeft0").press("Enter");
+  assert.equal(await focused(page), "Take ChestLeds off the timeline");
+  await off("ChestLeds").press("Enter");
+  assert.equal(await focused(page), "Add an LED to the timeline");
+  assert.equal(await page.evaluate(() => [...window.observed].filter((one) => !one.isConnected).length), 0);
   await close(page);
 });

@@ -1,14 +1,25 @@
 // The page in a real browser, and questions to it. Environment: CHROMIUM, the browser's program.
 import assert from "node:assert/strict";
+import { after } from "node:test";
 import { inflateSync } from "node:zlib";
 import { chromium } from "playwright-core";
-import { becomes } from "./robot.js";
+import { becomes, Robot } from "./robot.js";
 
 export const launch = () =>
   chromium.launch({
     executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
     args: ["--no-sandbox", "--disable-gpu"],
   });
+
+/** A robot and a browser for the tests of one file, until they are over. */
+export async function stage() {
+  const [robot, browser] = await Promise.all([Robot.start(), launch()]);
+  after(async () => {
+    await browser.close();
+    await robot.stop();
+  });
+  return { robot, browser };
+}
 
 /**
  * Opens the page and waits until it shows the robot. What the browser has to complain about is collected in
@@ -37,6 +48,21 @@ export async function isLive(page) {
   });
   await page.locator(".led[role=option]").first().waitFor({ state: "attached" });
 }
+
+/** Waits until the page misses its robot. */
+export const isMissing = (page) =>
+  becomes(async () => /^The robot is gone; looking for it…/.test(await linkState(page)), "the page to miss its robot");
+
+/** Waits until the form's method may be called. */
+export const mayPlay = (page) =>
+  becomes(() => page.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(), "calls to be possible");
+
+/** Lets the page believe that its tab is hidden, or shown again. */
+export const hidden = (page, isHidden) =>
+  page.evaluate((hidden) => {
+    Object.defineProperty(document, "hidden", { configurable: true, get: () => hidden });
+    document.dispatchEvent(new Event("visibilitychange"));
+  }, isHidden);
 
 /** Ends a page that must have had nothing to complain about, but for what the test itself did. */
 export async function close(page) {

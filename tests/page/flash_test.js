@@ -133,3 +133,15 @@ test("one LED of many that flashes is shown as it is", () => {
   const frames = play([leds], leds.length, 4, (led, now) => (led === 0 ? square(8)(led, now) : BLACK));
   assert.ok(frames.every((frame) => !frame.isLimiting));
 });
+
+test("a hundred thousand lights of their own are guarded each", () => {
+  const leds = Array.from({ length: 100_000 }, (_, i) => i);
+  const frames = play(
+    leds.map((led) => [led]),
+    leds.length,
+    0.9,
+    (led, now) => (led === 77 && (now / 40) % 2 < 1 ? WHITE : BLACK),
+  );
+  assert.ok(frames.at(-1).isLimiting);
+  assert.ok(frames.at(-1).shown.every((light, i) => (i >= 231 && i < 234) === light > 0));
+});

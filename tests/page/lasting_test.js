@@ -1,21 +1,14 @@
 // What lasts: many pages at once, a page that stops reading, a robot that goes and comes back.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
+import { test } from "node:test";
 import WebSocket from "ws";
-import { choose, colors, field, isSeen, launch, linkState, open, type } from "./browser.js";
+import { choose, colors, field, isMissing, isSeen, linkState, mayPlay, open, stage, type } from "./browser.js";
 import { becomes, Robot } from "./robot.js";
 
 const KEYS = "Device/SubDeviceList/*/Actuator/Value";
 const CHEST = "Device/SubDeviceList/ChestBoard/Led/Blue/Actuator/Value";
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
 
 /** A page without a browser: says hello, watches all LEDs, and says of each frame that it was seen. */
 class Watcher {
@@ -120,10 +113,7 @@ test("a robot that is killed is looked for, and its restart is told", async () =
   await choose(page, "setIntensity name, intensity");
   await type(page, "name", "ChestLeds");
   await first.kill();
-  await becomes(
-    async () => (await linkState(page)).startsWith("The robot is gone; looking for it…"),
-    "the page to miss it",
-  );
+  await isMissing(page);
   assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
   const second = await Robot.start({ port: first.port, folder: first.folder });
   try {
@@ -135,10 +125,7 @@ test("a robot that is killed is looked for, and its restart is told", async () =
     assert.equal(await field(page, "name").inputValue(), "ChestLeds");
     await second.does("fadeRGB", "ChestLeds", "blue", "0");
     await isSeen(page, "ChestLeds", colors.blue, "blue");
-    await becomes(
-      async () => page.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(),
-      "calls to be possible again",
-    );
+    await mayPlay(page);
     // What the browser itself says of connections that fail, and nothing else.
     const rest = page.complaints.filter((text) => !/WebSocket connection to .* failed/.test(text));
     assert.deepEqual(rest, []);
@@ -152,12 +139,25 @@ test("modules that go and come back are followed", async () => {
   const own = await Robot.start();
   try {
     const page = await open(browser, own.url);
+    await page.locator("#tab-point").click();
+    await own.does("createGroup", "Mine", '["FeetLeds"]');
+    const mine = page.getByRole("button", { name: "Mine", exact: true });
+    const outlined = page.locator(".led.grouped[role=option]");
+    await mine.click();
+    await becomes(async () => (await outlined.count()) === 2, "the group's LEDs to be outlined");
+    await page.getByRole("button", { name: "FaceLeds", exact: true }).focus();
+    await own.does("createGroup", "More", '["FeetLeds"]');
+    await page.getByRole("button", { name: "More", exact: true }).waitFor();
+    assert.equal(await page.evaluate(() => document.activeElement.textContent), "FaceLeds");
+    assert.equal(await mine.getAttribute("aria-pressed"), "true");
     await own.does("--service", "HBHost", "unloadModule", "leds");
     const services = () => page.getByLabel("Service").textContent();
     await becomes(async () => (await services()).includes("HBLeds (gone)"), "the service to go");
     await own.does("--service", "HBHost", "loadModule", "leds");
     await becomes(async () => !(await services()).includes("(gone)"), "the service to come back");
     assert.equal(await page.locator("form.form h2").textContent(), "fadeRGB");
+    await becomes(async () => (await mine.count()) === 0, "the group to have gone with the module");
+    assert.equal(await outlined.count(), 0);
     await own.does("fadeRGB", "ChestLeds", "green", "0");
     await isSeen(page, "ChestLeds", colors.green, "green");
     assert.deepEqual(page.complaints, []);

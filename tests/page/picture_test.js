@@ -114,6 +114,60 @@ for (const [what, leds] of [
   });
 }
 
+const MANY = 100_000;
+const inGrid = (index, more) => led(index, (index % 400) * 12, Math.floor(index / 400) * 12, more);
+for (const [what, make, areas] of [
+  ["in a grid", (i) => inGrid(i), 1],
+  ["far from each other", (i) => inGrid(i, { width: 1, height: 1 }), MANY],
+  ["of two sizes", (i) => inGrid(i, i % 2 === 0 ? { width: 1, height: 1 } : {}), 1],
+  ["in one place", (i) => led(i, 5, 5), 1],
+  ["in one place, without a size", (i) => led(i, 5, 5, { width: 0, height: 0 }), 1],
+  ["in rings", (i) => ring(0, 500 * ((i >> 3) % 100), 500 * Math.floor(i / 800), 18)[i % 8], undefined],
+  ["without a position", (i) => led(i), MANY],
+]) {
+  test(`a hundred thousand LEDs ${what} are placed with few looks at each`, () => {
+    let looks = 0;
+    const leds = Array.from({ length: MANY }, (_, i) => {
+      const { x, ...rest } = make(i);
+      return Object.defineProperty({ ...rest, index: i }, "x", { get: () => (++looks, x), enumerable: true });
+    });
+    const { placed, rows, rings } = placeLeds(leds);
+    assert.ok(looks < 200 * MANY, `${looks} looks`);
+    assert.equal(placed.length + rows.length, MANY);
+    const found = areasOf([...placed, ...rows], rings);
+    assert.equal(found.flat().length, MANY);
+    if (areas) assert.equal(found.length, areas);
+    else assert.equal(rings.length, MANY / 8);
+    const body = placed.length > 0 ? bodyAround(placed, rings) : { shapes: [] };
+    const views = arrange({ placed, rows, ...body }, 900, 700);
+    assert.equal(new Set(views.flatMap((view) => view.places.map((place) => place.led))).size, MANY);
+  });
+}
+
+test("LEDs lie together within the larger one's reach, and no farther", () => {
+  let seed = 7;
+  const random = () => (seed = (seed * 16807) % 2147483647) / 2147483647;
+  const leds = Array.from({ length: 300 }, (_, i) =>
+    led(i, 900 * random(), 900 * random(), { width: 40 * random() ** 4, shape: i % 3 === 0 ? "sector" : "circle" }),
+  );
+  const of = leds.map((_, i) => i);
+  const reach = (a, b) => (a.shape === "sector" ? 1.5 : 3.2) * Math.max(a.width, b.width);
+  const isNear = (a, b) =>
+    (a.shape === "sector") === (b.shape === "sector") && Math.hypot(a.x - b.x, a.y - b.y) <= reach(a, b);
+  leds.forEach((a, i) =>
+    leds.forEach((b, j) => {
+      if (isNear(a, b) && of[i] !== of[j]) of.forEach((one, k) => one === of[j] && k !== j && (of[k] = of[i]));
+      if (isNear(a, b)) of[j] = of[i];
+    }),
+  );
+  const { placed } = placeLeds(leds);
+  const area = new Map(placed.map((place) => [place.led, place.area]));
+  const groups = new Set(of);
+  assert.ok(groups.size > 30 && groups.size < 270, `${groups.size} areas`);
+  assert.equal(new Set(area.values()).size, groups.size);
+  leds.forEach((_, i) => assert.equal(new Set(of.flatMap((one, j) => (one === of[i] ? [area.get(j)] : []))).size, 1));
+});
+
 test("views stay on the stage and show every LED", () => {
   const leds = [...eyes, led(16, 0, 370), led(17, -50, 22), led(18, 50, 22), led(19)];
   const { placed, rows, rings } = placeLeds(leds);

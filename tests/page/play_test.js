@@ -2,21 +2,14 @@
 import assert from "node:assert/strict";
 import { writeFileSync } from "node:fs";
 import { join } from "node:path";
-import { after, before, test } from "node:test";
-import { choose, close, field, launch, open, play, type } from "./browser.js";
+import { test } from "node:test";
+import { choose, close, field, linkState, mayPlay, open, play, stage, type } from "./browser.js";
 import { becomes, Robot, run } from "./robot.js";
 
 const RED = "Face/Led/Red/Left/0Deg/Actuator/Value";
 const GREEN = "Face/Led/Green/Left/0Deg/Actuator/Value";
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
 
 const outcome = (page) => page.locator(".result");
 const done = (page) =>
@@ -61,17 +54,34 @@ test("every method of every service has a form", async () => {
   await close(page);
 });
 
-test("an error is told in the robot's own words, and its field is marked", async () => {
+test("an error is told in the robot's own words at its field", async () => {
   const page = await open(browser, robot.url);
   await choose(page, "setIntensity name, intensity");
   await type(page, "name", "Nose");
   await play(page);
   const { err } = await robot.ledctl("setIntensity", "Nose", "1.0");
-  await page.locator("form.form > .error").getByText(err.trim(), { exact: true }).waitFor();
   const name = field(page, "name");
+  const described = () =>
+    name.evaluate((input) =>
+      input
+        .getAttribute("aria-describedby")
+        .split(" ")
+        .map((id) => document.getElementById(id).textContent),
+    );
+  await becomes(async () => (await described()).includes(err.trim()), "the robot's words at the field");
   assert.equal(await name.getAttribute("aria-invalid"), "true");
+  await becomes(
+    async () => (await page.locator("#announcement").textContent()) === err.trim(),
+    "the robot's words to be spoken",
+  );
+  const [below, above] = [
+    await page.locator(".field .error").filter({ hasText: "Nose" }).boundingBox(),
+    await name.boundingBox(),
+  ];
+  assert.ok(below.y - above.y - above.height < 8, "the words stand right below the field");
   await type(page, "name", "ChestLeds");
   assert.equal(await name.getAttribute("aria-invalid"), null);
+  assert.ok(!(await described()).includes(err.trim()));
   await close(page);
 });
 
@@ -213,7 +223,7 @@ test("state and log tell what goes on", async () => {
   await close(page);
 });
 
-test("a viewer sees everything, may call nothing, and is told why", async () => {
+test("a viewer sees everything, may call what only reads, and is told why no more", async () => {
   const tokens = join(robot.folder, "tokens");
   writeFileSync(tokens, "viewer 9dJfWm5PuA1eGx6QvKt2\noperator 3q8hVn2TzL0cYb7RkXs4\n", { mode: 0o600 });
   const guarded = await Robot.start({ args: ["--tokens", tokens] });
@@ -221,8 +231,13 @@ test("a viewer sees everything, may call nothing, and is told why", async () => 
     const prepare = (page) => page.addInitScript(() => sessionStorage.setItem("token", "9dJfWm5PuA1eGx6QvKt2"));
     const page = await open(browser, guarded.url, { prepare });
     assert.equal(await page.locator("#role").textContent(), "viewer");
-    await page.getByText("You are a viewer: only operators may call methods.").waitFor();
+    await page.getByText("You are a viewer: only operators may call this.").waitFor();
     assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
+    await choose(page, "listGroup groupName");
+    await type(page, "groupName", "FeetLeds");
+    await play(page);
+    await done(page);
+    assert.match(await outcome(page).textContent(), /^LeftFoot\/Led\/Blue/);
     await close(page);
     const wrong = await browser.newPage();
     await wrong.addInitScript(
@@ -231,11 +246,8 @@ test("a viewer sees everything, may call nothing, and is told why", async () => 
     await wrong.goto(guarded.url);
     await wrong.getByLabel("Token", { exact: true }).fill("3q8hVn2TzL0cYb7RkXs4");
     await wrong.getByRole("button", { name: "Come in" }).click();
-    await becomes(async () => /^Live/.test(await wrong.locator("#link-state").textContent()), "the page to be live");
-    await becomes(
-      async () => wrong.locator("form.form").getByRole("button", { name: "Play" }).isEnabled(),
-      "an operator to be let play",
-    );
+    await becomes(async () => /^Live/.test(await linkState(wrong)), "the page to be live");
+    await mayPlay(wrong);
     await wrong.close();
   } finally {
     await guarded.stop();

@@ -86,6 +86,21 @@ test("samples keep half a minute, and steps stay steps", () => {
   );
 });
 
+test("a time in which nothing was known is a gap between samples", () => {
+  const samples = new Samples();
+  samples.keep(["a"]);
+  samples.add(0, [0.5]);
+  samples.gap(2);
+  samples.gap(3); // it goes on
+  assert.deepEqual(samples.until(4)[1], [0.5, 0.5, 0.5, null, null]);
+  samples.keep(["a", "b"]);
+  samples.add(9, [1, 0]);
+  const [times, a, b] = samples.until(10);
+  assert.deepEqual(a, [0.5, 0.5, 0.5, null, null, 1, 1]);
+  assert.deepEqual(b.slice(-3), [null, 0, 0]);
+  assert.ok(times[3] - 2 < 0.01 && 9 - times[4] < 0.01, `known until ${times[3]}, from ${times[4]} on`);
+});
+
 test("values are told in few words", () => {
   assert.equal(valueText(["a", "b"]), "a\nb");
   assert.equal(valueText([0.1, [1, "x"]]), '[0.1, [1, "x"]]');

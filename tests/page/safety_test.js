@@ -4,20 +4,13 @@ import { mkdtempSync, readFileSync, writeFileSync } from "node:fs";
 import { connect } from "node:net";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { after, before, test } from "node:test";
-import { choose, close, field, isSeen, launch, open } from "./browser.js";
+import { test } from "node:test";
+import { choose, close, field, isSeen, middleOf, open, stage } from "./browser.js";
 import { becomes, Robot, run } from "./robot.js";
 
 const HEAVIEST = 200_000; // bytes
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
 
 /** Sends bytes to the robot's page and gives the status line and headers that come back. */
 function raw(lines) {
@@ -104,7 +97,7 @@ test("names that look like markup are text and run nothing", async () => {
     await choose(page, "on name");
     await field(page, "name").fill("<img src=x onerror=alert(2)>");
     await page.locator("form.form").getByRole("button", { name: "Play" }).click();
-    await page.locator("form.form > .error").filter({ hasText: "<img src=x onerror=alert(2)>" }).waitFor();
+    await page.locator(".field .error").filter({ hasText: "<img src=x onerror=alert(2)>" }).waitFor();
     assert.equal(await page.locator("main script, main img, main b, main i").count(), 0);
     assert.equal(await page.title(), name);
     await close(page);
@@ -161,6 +154,40 @@ test("a robot without positions, and one of five hundred LEDs, are shown and lit
     } finally {
       await other.stop();
     }
+  }
+});
+
+test("of very many LEDs only those at hand have elements, and all can be reached", async () => {
+  const folder = mkdtempSync(join(tmpdir(), "page-"));
+  const file = join(folder, "crowd.xml");
+  const leds = Array.from(
+    { length: 2500 },
+    (_, i) =>
+      `<led short="L${i}" x="${(i % 50) * 12}" y="${Math.floor(i / 50) * 12}"><device name="L/${i}" color="green"/></led>`,
+  );
+  writeFileSync(file, `<robot name="Crowd"><leds groups="AllLeds">${leds.join("")}</leds></robot>`);
+  const crowd = await Robot.start({ model: file });
+  try {
+    const page = await open(browser, crowd.url);
+    assert.ok((await page.locator("*").count()) < 2500, "elements");
+    const first = await middleOf(page, "L0");
+    await page.locator(".led[role=option]").press("ArrowRight");
+    assert.match(await page.evaluate(() => document.activeElement.getAttribute("aria-label")), /^L1: green 0/);
+    const second = await middleOf(page, "L1");
+    const up = first.y - (second.x - first.x); // where the next row is
+    for (const by of [0, 0.5]) await page.mouse.move(first.x + by, up);
+    await page.locator("#tip").getByText(/^L50 /).waitFor();
+    await page.locator("#tab-leds").click();
+    await page.getByText("500 of 2500 LEDs: filter for the others").waitFor();
+    await page.getByLabel("Filter LEDs").fill("L2499");
+    await page.getByRole("button", { name: "L2499", exact: true }).click();
+    await crowd.does("on", "L2499");
+    await isSeen(page, "L2499", ({ red, green }) => green > 150 && red < 100, "green"); // with a frame around it
+    await page.getByRole("button", { name: "AllLeds", exact: true }).click();
+    assert.ok((await page.locator(".led.grouped").count()) <= 2001);
+    await close(page);
+  } finally {
+    await crowd.stop();
   }
 });
 

@@ -1,17 +1,10 @@
 // What is seen of a robot: colours, the steps of a blink, stillness when nobody looks or wants it.
 import assert from "node:assert/strict";
-import { after, before, test } from "node:test";
-import { close, colors, isSeen, launch, middleOf, open, pixelAt } from "./browser.js";
-import { becomes, Robot } from "./robot.js";
+import { test } from "node:test";
+import { close, colors, hidden, isSeen, middleOf, open, pixelAt, stage } from "./browser.js";
+import { becomes } from "./robot.js";
 
-let robot, browser;
-before(async () => {
-  [robot, browser] = await Promise.all([Robot.start(), launch()]);
-});
-after(async () => {
-  await browser?.close();
-  await robot?.stop();
-});
+const { robot, browser } = await stage();
 
 test("LEDs are seen in the colours that another client gave them", async () => {
   await robot.does("--wait", "fadeRGB", "FaceLeds", "red", "0.2");
@@ -136,21 +129,23 @@ test("who asks for reduced motion gets a still picture first", async () => {
   await close(page);
 });
 
-test("a page that nobody sees is sent nothing", async () => {
-  const said = [];
+/** What robot and page say to each other. */
+function overhear() {
+  const [said, asked] = [[], []];
   const prepare = (page) =>
     page.on("websocket", (socket) => {
       socket.on("framereceived", ({ payload }) => said.push(JSON.parse(payload)));
+      socket.on("framesent", ({ payload }) => asked.push(JSON.parse(payload)));
     });
+  return { said, asked, prepare };
+}
+
+test("a page that nobody sees is sent nothing", async () => {
+  const { said, prepare } = overhear();
   const page = await open(browser, robot.url, { prepare });
   const frames = () => said.filter(({ event }) => event === "frame").length;
-  const hide = (isHidden) =>
-    page.evaluate((hidden) => {
-      Object.defineProperty(document, "hidden", { configurable: true, get: () => hidden });
-      document.dispatchEvent(new Event("visibilitychange"));
-    }, isHidden);
   await becomes(() => frames() > 0, "the first frame");
-  await hide(true);
+  await hidden(page, true);
   await robot.does("getIntensity", "FaceLedLeft0"); // the robot has heard it by now
   await becomes(async () => {
     const before = frames();
@@ -161,8 +156,64 @@ test("a page that nobody sees is sent nothing", async () => {
   const before = frames();
   await robot.does("--wait", "fadeRGB", "ChestLeds", "blue", "0.3");
   assert.equal(frames(), before);
-  await hide(false);
+  await hidden(page, false);
   await isSeen(page, "ChestLeds", colors.blue, "blue");
+  await close(page);
+});
+
+test("a page that nobody sees is sent no line of the log, and then each that is new once", async () => {
+  const { said, asked, prepare } = overhear();
+  const page = await open(browser, robot.url, { prepare });
+  const count = () => said.filter(({ event }) => event === "log").length;
+  const isUnwanted = () => {
+    const none = asked.find(({ op, level }) => op === "log" && level === "none");
+    return none && said.some(({ id }) => id === none.id);
+  };
+  const lines = () => page.locator(".log-lines li").allTextContents();
+  const reload = async () => {
+    for (const method of ["unloadModule", "loadModule"]) await robot.does("--service", "HBHost", method, "leds");
+  };
+  await page.locator("#tab-log").click();
+  await becomes(async () => (await lines()).length > 0, "the lines that are kept");
+  const before = await lines();
+  await hidden(page, true);
+  await becomes(isUnwanted, "the robot to have heard it");
+  const sent = count();
+  await reload();
+  await hidden(page, false);
+  await becomes(async () => (await lines()).length > before.length, "the new lines");
+  assert.equal(count(), sent + 1, "one message with what came meanwhile");
+  const news = (await lines()).slice(before.length);
+  assert.deepEqual((await lines()).slice(0, before.length), before);
+  assert.ok(news.length > 0 && news.every((line) => !before.includes(line)), news.join("; "));
+  await reload();
+  await becomes(async () => (await lines()).length > before.length + news.length, "the log to go on");
+  await close(page);
+});
+
+test("fifty pictures a second are painted at most, on a quick screen and of flashes too", async () => {
+  await robot.does("off", "AllLeds");
+  const prepare = (page) =>
+    page.addInitScript(() => {
+      window.requestAnimationFrame = (run) => setTimeout(() => run(performance.now()), 7); // of 144 hertz
+      window.painted = [];
+      const { clearRect } = CanvasRenderingContext2D.prototype;
+      CanvasRenderingContext2D.prototype.clearRect = function (...box) {
+        if (this.canvas.id === "picture") window.painted.push(performance.now());
+        return clearRect.apply(this, box);
+      };
+    });
+  const page = await open(browser, robot.url, { prepare });
+  const keys = [`Device/SubDeviceList/ChestBoard/Led/Red/Actuator/Value`];
+  const flashes = Array.from({ length: 60 }, (_, i) => i + 1);
+  const lists = [keys, [flashes.map((i) => i * 0.05)], [flashes.map((i) => i % 2)]];
+  await page.evaluate(() => (window.painted = []));
+  await robot.does("--service", "HBMotion", "_animateLEDs", ...lists.map((list) => JSON.stringify(list)));
+  await page.getByText("More than three flashes a second: shown steadily.").waitFor();
+  await becomes(async () => (await page.locator("#flash-notice").textContent()) === "", "the notice to go");
+  const painted = await page.evaluate(() => window.painted);
+  const most = Math.max(...painted.map((from) => painted.filter((at) => at >= from && at < from + 1000).length));
+  assert.ok(most > 10 && most <= 51, `${most} pictures in one second`); // 51 begin in one second and a moment
   await close(page);
 });
 

@@ -1,13 +1,9 @@
 // The panel State: what the robot is, what it does by itself, ratios, modules, and the last calls.
-import { el, fill } from "./dom.js";
+import { el, fill, tableOf } from "./dom.js";
 import { habits, ratios } from "./settings.js";
 import { clockText, durationText } from "./value.js";
 
 const LAST_CALLS = 12;
-const READS = /^(get|list|modules$)/;
-
-/** What pages ask for their own picture is no news. */
-const isOfPages = (call) => call.client.startsWith("page") && READS.test(call.method) && !call.error;
 
 export class Condition {
   /** @param {HTMLElement} root @param {any} app */
@@ -23,10 +19,7 @@ export class Condition {
       el("h3", { text: "Intensity ratios, as asked by clients" }), this.ratios,
       el("h3", { text: "Modules" }), this.modules,
       el("h3", { text: "Last calls" }),
-      el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Last calls" },
-        el("table", { class: "wordy" },
-        el("thead", {}, el("tr", {}, ...["Call", "by", "at"].map((text) => el("th", { scope: "col", text })))),
-          this.calls)));
+      tableOf("Last calls", ["Call", "by", "at"], this.calls));
   }
 
   /** @param {any} state the robot's reply */
@@ -47,7 +40,7 @@ export class Condition {
     const all = ratios(app.model, state.latest).map(({ name, ratio, why }) => [name, `${ratio} (${why})`]);
     list(this.ratios, all.length > 0 ? all : [["All LEDs", "1"]]);
     this.modules.textContent = state.modules.join(", ") || "none";
-    const latest = state.latest.filter((call) => !isOfPages(call)).sort((a, b) => b.when - a.when).slice(0, LAST_CALLS);
+    const latest = [...state.latest].sort((a, b) => b.when - a.when).slice(0, LAST_CALLS);
     fill(this.calls, ...latest.map((call) => el("tr", {},
       el("th", { scope: "row" }, `${call.service}.${call.method} ${call.args}`,
         call.error ? el("span", { class: "error", text: `\n${call.error}` }) : null),

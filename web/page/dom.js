@@ -7,7 +7,7 @@ const SVG = "http://www.w3.org/2000/svg";
  * @param {Record<string, any>} properties `class`, `text`, `on` (handlers by event), other attributes;
  *   true is an attribute without a value, false and undefined are none
  */
-function furnish(element, properties, children) {
+export function furnish(element, properties, children = []) {
   for (const [name, value] of Object.entries(properties)) {
     if (value === undefined || value === false) continue;
     if (name === "text") element.textContent = value;
@@ -25,6 +25,11 @@ export const el = (name, properties = {}, ...children) => furnish(document.creat
 export const svg = (name, properties = {}, ...children) =>
   furnish(document.createElementNS(SVG, name), properties, children);
 
+/** A table that scrolls in itself. @param {string} label @param {string[]} heads of its columns */
+export const tableOf = (label, heads, body) =>
+  el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": label }, el("table", {},
+    el("thead", {}, el("tr", {}, ...heads.map((text) => el("th", { scope: "col", text })))), body));
+
 /** The element with that id. @returns {any} */
 export const byId = (id) => document.getElementById(id);
 
@@ -35,6 +40,28 @@ export function setText(element, text) {
 
 /** Replaces the children. */
 export const fill = (element, ...children) => element.replaceChildren(...children);
+
+/**
+ * Lets a list show these items, each by its key. Children that are there stay where they are, so that a button can be
+ * hit and keeps the keyboard. @returns {any[]} the children
+ */
+export function reconcile(list, items, keyOf, make) {
+  const there = new Map([...list.children].map((child) => [child.key, child]));
+  const wanted = items.map((item) => {
+    const key = keyOf(item);
+    const child = there.get(key) ?? make(item);
+    there.delete(key);
+    child.key = key;
+    return child;
+  });
+  const stays = new Set(wanted);
+  for (const child of [...list.children]) if (!stays.has(child)) child.remove();
+  wanted.forEach((child, i) => {
+    const now = list.children[i];
+    if (child !== now) list.insertBefore(child, now ?? null);
+  });
+  return wanted;
+}
 
 let lastId = 0;
 /** An id that nothing else has. */

@@ -75,8 +75,7 @@ export class FlashGuard {
   /** @param {number[][]} areas indices of the LEDs of each area; every LED in one @param {number} leds how many */
   constructor(areas, leds) {
     this.areas = areas.map((leds) => ({
-      leds, asked: new Watched(), each: leds.map(() => new Watched()), shown: new Watched(),
-      isLimited: false, isHeld: false,
+      leds, isLimited: false, isHeld: false, // the rest when its light changes first
     }));
     this.mean = new Float32Array(3 * leds);
     this.before = undefined;
@@ -102,6 +101,8 @@ export class FlashGuard {
   }
 
   xApplyTo(area, asked, shown, now, share) {
+    if (!area.isLimited && !area.isHeld && isSame(area, asked, shown)) return false;
+    if (!area.asked) wake(area, share < 1 ? shown : asked, now); // what the page is opened with is no change
     area.asked.note(measure(area.leds, asked), now);
     area.each.forEach((one, i) => one.note(measure([area.leds[i]], asked), now));
     if (!area.isLimited && turnsMore(area, MOST_TURNS, now)) {
@@ -120,6 +121,23 @@ export class FlashGuard {
     }
     return area.isLimited || area.isHeld;
   }
+}
+
+function isSame(area, asked, shown) {
+  for (const i of channelsOf(area)) if (asked[i] !== shown[i]) return false;
+  return true;
+}
+
+/** Begins to count, from that light on. */
+function wake(area, light, now) {
+  const { leds } = area;
+  const watch = (some) => {
+    const watched = new Watched();
+    watched.note(measure(some, light), now);
+    return watched;
+  };
+  [area.asked, area.shown] = [watch(leds), watch(leds)];
+  area.each = leds.length > 1 ? leds.map((led) => watch([led])) : []; // one is its area
 }
 
 /** Whether the area as a whole, or SHARE of its LEDs, turned more than so many times in the last second. */

@@ -1,10 +1,12 @@
 // One method as a form: an input for each parameter, the call as text to copy, and what came of it.
 import { NAMED, parseRgb, rgbHash, rgbText } from "./color.js";
-import { copyButton, el, fill, newId, setText } from "./dom.js";
+import { announce, copyButton, el, fill, newId, setText } from "./dom.js";
 import { fieldFor, firstText, readField } from "./fields.js";
 import { ledctlLine, pythonProgram } from "./quote.js";
 import { parseSignature } from "./signature.js";
 import { durationText, valueText } from "./value.js";
+
+const MOST = 500; // names offered
 
 /** The parameter's name, or one that Python's callers see too. */
 export const parameterName = (parameter, index) => parameter.name || `arg${index + 1}`;
@@ -12,8 +14,8 @@ export const parameterName = (parameter, index) => parameter.name || `arg${index
 export class Form {
   /**
    * @param {string} service @param {any} method as described
-   * @param {{call: Function, names: (of: string) => string[], whyNot: () => string}} robot `call(service, method,
-   *        argsJson)` begins a call; `whyNot` says why nothing can be called, or ""
+   * @param {{call: Function, names: (of: string) => string[], whyNot: (method: any) => string}} robot `call(service,
+   *        method, argsJson)` begins a call; `whyNot` says why the method cannot be called, or ""
    */
   constructor(service, method, robot) {
     Object.assign(this, { service, method, robot });
@@ -55,7 +57,7 @@ export class Form {
     const isWhole = args.every(Boolean);
     setText(this.shell, isWhole ? ledctlLine(this.service, this.method.name, args, this.isFuture) : "…");
     setText(this.python, isWhole ? pythonProgram(this.service, this.method.name, args, this.isFuture) : "…");
-    const reason = this.robot.whyNot();
+    const reason = this.robot.whyNot(this.method);
     setText(this.whyNot, reason);
     for (const { inputs } of this.fields) for (const input of inputs) input.disabled = reason !== "";
     this.play.disabled = reason !== "" || !isWhole;
@@ -65,7 +67,7 @@ export class Form {
   xRead({ field, type, input, wrong }) {
     try {
       const argument = readField(field, type, input.type === "checkbox" ? String(input.checked) : input.value);
-      mark(input, wrong, "", input === this.blamed);
+      mark(input, wrong, input === this.blamed?.input ? this.blamed.text : "");
       return argument;
     } catch (error) {
       mark(input, wrong, error.message);
@@ -88,7 +90,7 @@ export class Form {
       el("label", { for: id }, name, " ", el("span", { class: "type", text: typeText(type, field) })),
       el("div", { class: "inputs" }, ...inputs, field.unit ? el("span", { class: "unit", text: field.unit }) : null,
         input.list ?? null, input.names ?? null),
-      el("p", { class: "hint", id: hintId, text }), wrong);
+      wrong, el("p", { class: "hint", id: hintId, text }));
     return { field, type, name, input, inputs, wrong, element };
   }
 
@@ -103,6 +105,7 @@ export class Form {
     const args = this.refresh();
     if (!args || this.play.disabled) return;
     this.xChanged();
+    announce("");
     setText(this.outcome, "");
     const begun = performance.now();
     try {
@@ -114,24 +117,27 @@ export class Form {
         text: `Done in ${durationText(performance.now() - begun)}` }));
     } catch (error) {
       setText(this.outcome, "");
-      setText(this.error, error.message);
       this.xBlame(error.message, args);
     }
   }
 
-  /** Marks the field that the robot's words are about: the one whose text it quotes, else whose name it says. */
+  /** Puts the robot's words to the field they are about: the one whose text they quote, else whose name they say. */
   xBlame(text, args) {
     const words = text.toLowerCase();
     const quoted = this.fields.find((_, i) => args[i].shell.length > 1 && words.includes(args[i].shell.toLowerCase()));
     const named = this.fields.find(({ name }) => words.includes(name.toLowerCase()));
-    this.blamed = (quoted ?? named)?.input;
+    const { input } = quoted ?? named ?? {};
+    this.blamed = { input, text };
     this.refresh();
+    if (!input) return setText(this.error, text);
+    announce(text);
+    input.scrollIntoView({ block: "nearest" });
   }
 }
 
-function mark(input, wrong, text, isBlamed = false) {
+function mark(input, wrong, text) {
   setText(wrong, text);
-  if (text || isBlamed) input.setAttribute("aria-invalid", "true");
+  if (text) input.setAttribute("aria-invalid", "true");
   else input.removeAttribute("aria-invalid");
 }
 
@@ -152,16 +158,23 @@ function inputFor(field, first, id, name, names) {
       const input = el("input", { type: "text", id, value: first, spellcheck: "false", autocomplete: "off",
         autocapitalize: "off",
         inputmode: field.kind === "text" ? undefined : "decimal" });
-      const choices = field.kind === "text" ? (field.choices?.length ? field.choices : field.of === "color"
-        ? Object.keys(NAMED) : names(field.of)) : [];
-      if (choices.length > 0) {
-        input.names = el("datalist", { id: `${id}-names` }, ...choices.map((value) => el("option", { value })));
+      const choices = () => (field.choices?.length ? field.choices : field.of === "color" ? Object.keys(NAMED)
+        : names(field.of));
+      if (field.kind === "text" && choices().length > 0) {
+        input.names = el("datalist", { id: `${id}-names` });
         input.setAttribute("list", `${id}-names`);
+        const offer = () => fill(input.names, ...fewOf(choices(), input.value).map((value) => el("option", { value })));
+        for (const event of ["focus", "input"]) input.addEventListener(event, offer);
+        offer();
       }
       return { input, extras: [] };
     }
   }
 }
+
+/** All names to choose from; of very many those that have what is typed. */
+const fewOf = (names, typed) =>
+  names.length > MOST ? names.filter((name) => name.includes(typed)).slice(0, MOST) : names;
 
 function colorInputs(first, id, name) {
   const input = el("input", { type: "text", id, value: first, spellcheck: "false", autocomplete: "off" });
@@ -186,8 +199,8 @@ function sliderInputs(field, first, id, name) {
   return { input, extras: [slider] };
 }
 
-const codeBox = (what, code) => el("div", { class: "code" }, el("pre", { tabindex: "0", "aria-label": what }, code),
-  copyButton(what, () => code.textContent));
+const codeBox = (what, code) => el("div", { class: "code" }, copyButton(what, () => code.textContent),
+  el("pre", { tabindex: "0", "aria-label": what }, code));
 
 function examplesOf(method) {
   const examples = method.examples ?? [];

@@ -10,13 +10,25 @@
 const CELL = 14; // mm, of an LED that has no position
 const SECTOR_REACH = 1.5; // of an LED's width: neighbours of one ring
 const REACH = 3.2;
+const TINY = 1e-3; // mm
 
-export const boxAround = (boxes) => ({
-  left: Math.min(...boxes.map((box) => box.left)),
-  top: Math.min(...boxes.map((box) => box.top)),
-  right: Math.max(...boxes.map((box) => box.right)),
-  bottom: Math.max(...boxes.map((box) => box.bottom)),
-});
+export const boxAround = (boxes) => boxes.reduce((all, box) => ({
+  left: Math.min(all.left, box.left),
+  top: Math.min(all.top, box.top),
+  right: Math.max(all.right, box.right),
+  bottom: Math.max(all.bottom, box.bottom),
+}), { left: Infinity, top: Infinity, right: -Infinity, bottom: -Infinity });
+
+/** Values in lists by what they have in common. @returns {Map<any, any[]>} */
+export function groupBy(values, keyOf) {
+  const lists = new Map();
+  for (const value of values) {
+    const key = keyOf(value);
+    if (lists.has(key)) lists.get(key).push(value);
+    else lists.set(key, [value]);
+  }
+  return lists;
+}
 
 export const padded = (box, by) => ({
   left: box.left - by, top: box.top - by, right: box.right + by, bottom: box.bottom + by,
@@ -32,11 +44,9 @@ export const heightOf = (box) => box.bottom - box.top;
 export function placeLeds(leds) {
   const seen = leds.filter((led) => led.x !== undefined);
   const clusters = clustersOf(seen);
-  const rings = clusters.map((cluster, area) => ringOf(cluster, area)).filter(Boolean);
-  const placed = clusters.flatMap((cluster, area) => {
-    const ring = rings.find((one) => one.area === area);
-    return cluster.map((led) => place(led, led.x, -led.y, area, ring));
-  });
+  const rings = clusters.map((cluster, area) => ringOf(cluster, area));
+  const placed = clusters.flatMap((cluster, area) =>
+    cluster.map((led) => place(led, led.x, -led.y, area, rings[area])));
   const unseen = leds.filter((led) => led.x === undefined);
   const columns = Math.ceil(Math.sqrt(unseen.length * (seen.length > 0 ? 7 : 1.3))) || 1;
   const rows = unseen.map((led, i) => {
@@ -45,7 +55,7 @@ export function placeLeds(leds) {
     if (small.shape === "sector") small.shape = "circle";
     return place(small, CELL * (i % columns), CELL * Math.floor(i / columns), clusters.length + i);
   });
-  return { placed, rows, rings };
+  return { placed, rows, rings: rings.filter(Boolean) };
 }
 
 /** LEDs that lie together, such as one eye: each list is one area. Neighbours of neighbours belong to it. */
@@ -55,17 +65,35 @@ function clustersOf(leds) {
     while (group[i] !== i) i = group[i] = group[group[i]];
     return i;
   };
-  leds.forEach((a, i) => {
-    for (let j = i + 1; j < leds.length; ++j) {
-      const b = leds[j];
-      if ((a.shape === "sector") !== (b.shape === "sector")) continue;
-      const reach = (a.shape === "sector" ? SECTOR_REACH : REACH) * Math.max(a.width, b.width);
-      if (Math.hypot(a.x - b.x, a.y - b.y) <= reach) group[rootOf(j)] = rootOf(i);
+  const join = (i, j) => (group[rootOf(j)] = rootOf(i));
+  const reachOf = ({ shape, width }) => (shape === "sector" ? SECTOR_REACH : REACH) * Math.max(width, TINY);
+  // Those of one kind and about one size in cells so small that all in a cell lie together.
+  const kindOf = (led) => `${led.shape === "sector"} ${Math.ceil(Math.log2(reachOf(led)))}`;
+  for (const [kind, members] of groupBy(leds.keys(), (i) => kindOf(leds[i]))) {
+    const most = 2 ** Number(kind.split(" ")[1]);
+    const cell = most / 2 / Math.SQRT2;
+    const columns = new Map();
+    const at = ({ x, y }) => [Math.floor(x / cell), Math.floor(y / cell)];
+    for (const [column, those] of groupBy(members, (i) => at(leds[i])[0])) {
+      columns.set(column, groupBy(those, (i) => at(leds[i])[1]));
+      for (const together of columns.get(column).values()) for (const i of together) join(together[0], i);
     }
-  });
-  const clusters = new Map();
-  leds.forEach((led, i) => clusters.set(rootOf(i), [...(clusters.get(rootOf(i)) ?? []), led]));
-  return [...clusters.values()];
+    // Whoever is not larger may lie within the reach of these.
+    leds.forEach((led, i) => {
+      if ((led.shape === "sector") !== kind.startsWith("true") || reachOf(led) > most) return;
+      const [column, row] = at(led);
+      for (let c = column - 3; c <= column + 3; ++c) {
+        for (let r = row - 3; r <= row + 3; ++r) {
+          const there = columns.get(c)?.get(r);
+          if (!there || rootOf(there[0]) === rootOf(i)) continue;
+          const isNear = (j) =>
+            Math.hypot(led.x - leds[j].x, led.y - leds[j].y) <= Math.max(reachOf(led), reachOf(leds[j]));
+          if (there.some(isNear)) join(there[0], i);
+        }
+      }
+    });
+  }
+  return [...groupBy(leds.keys(), rootOf).values()].map((cluster) => cluster.map((i) => leds[i]));
 }
 
 /**
@@ -84,7 +112,7 @@ function ringOf(leds, area) {
   const spread = mean((p) => (p.dx - dx) ** 2 + (p.dy - dy) ** 2);
   const together = mean((p) => (p.x - x) * (p.dx - dx) + (p.y - y) * (p.dy - dy));
   const radius = together / spread;
-  const thickness = Math.max(...leds.map((led) => led.height));
+  const thickness = leds.reduce((most, led) => Math.max(most, led.height), 0);
   if (!(radius > thickness / 2) || radius > 100 * thickness) return undefined;
   return { x: x - radius * dx, y: y - radius * dy, radius, thickness, area };
 }
@@ -99,10 +127,10 @@ function place(led, x, y, area, ring) {
     box: { left: x - reach, top: y - reach, right: x + reach, bottom: y + reach } };
 }
 
-const n = (number) => String(Math.round(number * 100) / 100);
-const at = (x, y) => `${n(x)} ${n(y)}`;
+export const n = (number) => String(Math.round(number * 100) / 100);
+export const at = (x, y) => `${n(x)} ${n(y)}`;
 
-const circlePath = (x, y, r) =>
+export const circlePath = (x, y, r) =>
   `M${at(x - r, y)}A${n(r)} ${n(r)} 0 1 1 ${at(x + r, y)}A${n(r)} ${n(r)} 0 1 1 ${at(x - r, y)}Z`;
 
 /** A rectangle with rounded ends, or a sector of no known ring, turned. */
@@ -135,12 +163,8 @@ function arcPath(led, ring) {
  */
 export function areasOf(places, rings) {
   const pairs = new Map(rings.map(({ area, y, radius }) => [area, `ring ${Math.round(y)} ${Math.round(radius)}`]));
-  const areas = new Map();
-  for (const { led, area } of places) {
-    const key = pairs.get(area) ?? area;
-    areas.set(key, [...(areas.get(key) ?? []), led]);
-  }
-  return [...areas.values()];
+  const areas = groupBy(places, ({ area }) => pairs.get(area) ?? area);
+  return [...areas.values()].map((area) => area.map(({ led }) => led));
 }
 
 /** The place that lies nearest in a direction; undefined when there is none. @param {Place[]} places */

@@ -18,20 +18,43 @@ export class Logbook {
 
   /** Asks for the tail and what follows, once somebody looks. */
   async start() {
-    if (!this.app.isLive() || !this.app.isPanelShown("log")) return;
-    this.isFollowing = true;
+    const { app } = this;
+    if (document.hidden || !app.isLive() || !app.isPanelShown("log")) return;
+    if (!(await this.xAsk(this.level.value))) return;
     this.lines.replaceChildren();
+    this.newest = undefined;
+  }
+
+  /** While nobody sees the page no line comes; then those that are new. */
+  async rest(isHidden) {
+    if (!this.isFollowing) return this.start();
+    // What is kept is sent anew, after the reply.
+    if (await this.xAsk(isHidden ? "none" : this.level.value)) this.known = this.newest;
+  }
+
+  async xAsk(level) {
+    this.isFollowing = true;
     this.wrong.textContent = "";
     try {
-      await this.app.request("log", { level: this.level.value });
+      return await this.app.request("log", { level });
     } catch (error) {
       this.wrong.textContent = error.message;
     }
   }
 
-  /** @param {{at: number, level: string, category: string, text: string}[]} lines */
-  add(lines) {
+  /** Whether a line was not there before the rest. */
+  xIsNew(line) {
+    const { known } = this;
+    const isKnown = known && line.at <= known.at;
+    if (!isKnown || (line.at === known.at && line.text === known.text)) this.known = undefined;
+    return !isKnown;
+  }
+
+  /** @param {{at: number, level: string, category: string, text: string}[]} all */
+  add(all) {
     const { lines: list } = this;
+    const lines = all.filter((line) => this.xIsNew(line));
+    this.newest = lines.at(-1) ?? this.newest;
     const isAtEnd = list.scrollTop + list.clientHeight >= list.scrollHeight - 8;
     list.append(...lines.map(({ at, level, category, text }) =>
       el("li", { class: level }, el("time", { text: clockText(at) }), ` ${level} [${category}] ${text}`)));

@@ -14,6 +14,7 @@ import { Tabs } from "./tabs.js";
 import { Timeline } from "./timeline.js";
 
 const EVERY = 1000; // ms between two questions about the robot's state
+const GROUPING = ["createGroup", "loadModule", "unloadModule"];
 const TOKEN = "token"; // its place in the session's storage
 
 class Page {
@@ -60,10 +61,11 @@ class Page {
   get isFrozen() {
     return this.show.isFrozen;
   }
-  /** Why nothing can be called now, or "". */
-  whyNot() {
+  /** Why a method, or any, cannot be called now, or "". */
+  whyNot(method) {
     if (this.link?.state !== "live") return "There is no robot now.";
-    return this.robot.role === "operator" ? "" : "You are a viewer: only operators may call methods.";
+    const isAllowed = this.robot.role === "operator" || method?.isReading;
+    return isAllowed ? "" : "You are a viewer: only operators may call this.";
   }
   /** Names to complete a field with. */
   names(of) {
@@ -104,6 +106,7 @@ class Page {
       setText(byId("link-state"), wasKnown ? `The robot is gone; looking for it…${why}`
         : `Looking for the robot…${why}`);
       clearTimeout(this.timer);
+      this.timeline.gap();
       this.play.form?.refresh();
       this.play.showRunning([]);
     }
@@ -150,7 +153,6 @@ class Page {
       this.stage.follow(this.live);
       await this.xReadGroups();
       this.timeline.showRobot();
-      this.table.fill();
       this.point.point(undefined);
       this.xml = xml; // last: whoever is interrupted before begins again
     } else {
@@ -162,8 +164,12 @@ class Page {
   /** Groups as the LED service has them, those that clients made included; the model's own without that service. */
   async xReadGroups() {
     const groups = new Map();
-    for (const device of this.model.devices) for (const group of device.groups) groups.set(group,
-      [...(groups.get(group) ?? []), device.name]);
+    for (const { name, groups: all } of this.model.devices) {
+      for (const group of all) {
+        if (!groups.has(group)) groups.set(group, []);
+        groups.get(group).push(name);
+      }
+    }
     try {
       const names = await this.read("HBLeds", "listGroups");
       const made = names.filter((name) => !groups.has(name));
@@ -180,6 +186,7 @@ class Page {
     this.memberships = memberships.map((set) => [...set].sort());
     this.groups = groups;
     this.point.showGroups();
+    this.table.fill();
   }
 
   async xWatch() {
@@ -201,9 +208,11 @@ class Page {
       const state = await this.link.requestSoon("state");
       this.latest = state.latest;
       this.modules = state.modules;
-      const made = state.latest.findLast((call) => call.method === "createGroup" && !call.error)?.when;
-      if (made !== this.madeGroup) await this.xReadGroups();
-      this.madeGroup = made;
+      // What makes and unmakes groups.
+      const made = JSON.stringify([state.services, ...state.latest.filter(({ method, error }) =>
+        GROUPING.includes(method) && !error).map(({ method, when }) => method + when)]);
+      if (made !== this.made) await this.xReadGroups();
+      this.made = made;
       await this.play.showServices(state.services);
       this.play.showRunning(state.running);
       this.condition.show(state);
@@ -218,7 +227,10 @@ class Page {
   xEvent(message) {
     if (message.event === "frame" && this.live) this.show.take(message);
     if (message.event === "log") this.logbook.add(message.lines);
-    if (message.event === "ended") setTimeout(() => this.xWatch(), EVERY);
+    if (message.event === "ended") {
+      this.timeline.gap();
+      setTimeout(() => this.xWatch(), EVERY);
+    }
   }
 
   xShown(id) {
@@ -231,8 +243,9 @@ class Page {
 
   xVisible() {
     if (this.link.state !== "live") return;
+    this.logbook.rest(document.hidden);
     if (document.hidden) {
-      this.request("unwatch").catch(() => {});
+      this.request("unwatch").then(() => this.timeline.gap(), () => {});
       return;
     }
     this.xWatch();

@@ -1,10 +1,12 @@
 // Paints the robot on a canvas: body and dark glass once, then only LEDs whose light changed and what their glow
 // reaches.
 import { toScreen } from "./color.js";
+import { groupBy } from "./layout.js";
 
 const DARK = 0.004; // light below this is off
 const REACH = 1.9; // of an LED's size: how far beyond it its glow goes
 const MOST_PATCHES = 60;
+const DOT = 3; // pixels: smaller LEDs are painted as plain dots
 
 /** Of each part: lit from above, in the shade, its edge. */
 const BODY = {
@@ -38,7 +40,12 @@ export class Painter {
       canvas.width = Math.round(width * this.ratio);
       canvas.height = Math.round(height * this.ratio);
     }
-    this.views = views.map((view) => ({ ...view, lamps: view.places.map((place) => lampOf(place, view)) }));
+    this.views = views.map((view) => {
+      const areas = groupBy(view.places, ({ area }) => area);
+      const lamps = view.places.map((place) => lampOf(place, view, areas.get(place.area).length));
+      for (const lamp of lamps) lamp.reach = this.xDevicePixels(lamp.reach);
+      return { ...view, lamps };
+    });
     this.lamps = new Map();
     for (const view of this.views) {
       for (const lamp of view.lamps) this.lamps.set(lamp.led, [...(this.lamps.get(lamp.led) ?? []), { lamp, view }]);
@@ -65,7 +72,7 @@ export class Painter {
       for (const { lamp } of this.lamps.get(led) ?? []) patches.push(lamp.reach);
       if (patches.length > MOST_PATCHES) return this.paintAll(light);
     }
-    if (patches.length > 0) this.xPatch(light, patches.map((box) => this.xDevicePixels(box)), false);
+    if (patches.length > 0) this.xPatch(light, patches, false);
   }
 
   /** Restores the dark robot within the patches and lights what reaches into them. */
@@ -81,11 +88,11 @@ export class Painter {
     for (const view of this.views) {
       const lit = view.lamps.filter(({ led, reach }) => {
         if (Math.max(light[3 * led], light[3 * led + 1], light[3 * led + 2]) < DARK) return false;
-        return isAll || patches.some((patch) => touches(patch, this.xDevicePixels(reach)));
+        return isAll || patches.some((patch) => touches(patch, reach));
       });
       this.xEnter(context, view);
       context.globalCompositeOperation = "lighter";
-      for (const lamp of lit) paintGlow(context, lamp, light);
+      for (const lamp of lit) if (!lamp.isDot) paintGlow(context, lamp, light);
       context.globalCompositeOperation = "source-over";
       context.globalAlpha = LENS_VEIL;
       if (lit.length > 0 && view.name !== "rows") for (const lens of this.lenses) paintShape(context, lens, view);
@@ -126,8 +133,8 @@ const plateUnder = ({ box }) => ({
 
 const touches = (a, b) => a.left < b.right && b.left < a.right && a.top < b.bottom && b.top < a.bottom;
 
-/** An LED as one view shows it; `reach` in pixels of the page. */
-function lampOf(place, view) {
+/** An LED as one view shows it, among so many of its area; `reach` in pixels of the page. */
+function lampOf(place, view, together) {
   const { wide, high, turn } = place;
   const spread = REACH * Math.min(Math.max(wide, high), 1.2 * Math.min(wide, high) + 0.12 * Math.max(wide, high)) + 2;
   const glow = { across: wide / 2 + spread, along: high / 2 + spread, turn };
@@ -135,8 +142,9 @@ function lampOf(place, view) {
   const y = view.top + (place.y - view.box.top) * view.scale;
   const by = Math.max(glow.across, glow.along) * view.scale + 1;
   // Many together light what is around them together.
-  const strength = Math.min(1, 1.7 / Math.sqrt(view.places.filter(({ area }) => area === place.area).length));
-  return { ...place, shape: new Path2D(place.path), glow, strength,
+  const strength = Math.min(1, 1.7 / Math.sqrt(together));
+  const isDot = Math.max(wide, high) * view.scale < DOT;
+  return { ...place, isDot, shape: isDot ? undefined : new Path2D(place.path), glow, strength,
     reach: { left: x - by, top: y - by, right: x + by, bottom: y + by } };
 }
 
@@ -177,7 +185,9 @@ function roundness(context, left, right) {
 }
 
 /** An LED that is off: dark glass with a glint. */
-function paintGlass(context, { shape, x, y, size }) {
+function paintGlass(context, lamp) {
+  const { shape, x, y, size } = lamp;
+  if (lamp.isDot) return paintDot(context, lamp, "#1b222b");
   context.fillStyle = "#0b0f14";
   context.fill(shape);
   const glint = context.createRadialGradient(x - 0.14 * size, y - 0.2 * size, 0, x, y, 0.62 * size);
@@ -189,6 +199,11 @@ function paintGlass(context, { shape, x, y, size }) {
   context.strokeStyle = "rgb(160 180 205 / 0.3)";
   context.lineWidth = Math.min(Math.max(0.25, size * 0.035), 0.8);
   context.stroke(shape);
+}
+
+function paintDot(context, { x, y, wide, high }, color) {
+  context.fillStyle = color;
+  context.fillRect(x - wide / 2, y - high / 2, wide, high);
 }
 
 const screen = (light, led) => [toScreen(light[3 * led]), toScreen(light[3 * led + 1]), toScreen(light[3 * led + 2])];
@@ -210,8 +225,10 @@ function paintGlow(context, { x, y, glow, led, strength: share }, light) {
 }
 
 /** The LED itself, its middle a little whiter. */
-function paintLight(context, { shape, x, y, size, led }, light) {
-  const color = screen(light, led);
+function paintLight(context, lamp, light) {
+  const { shape, x, y, size } = lamp;
+  const color = screen(light, lamp.led);
+  if (lamp.isDot) return paintDot(context, lamp, `rgb(${color.join(" ")})`);
   context.fillStyle = "#05070a";
   context.fill(shape);
   const hot = color.map((value) => Math.round(value + 0.28 * (Math.max(...color) - value)));

@@ -1,5 +1,5 @@
 // The panel Play: every method of every service, made from what they publish, and the calls that run.
-import { announce, el, fill, setText } from "./dom.js";
+import { announce, el, fill, reconcile, setText } from "./dom.js";
 import { Form, parameterName } from "./form.js";
 import { durationText } from "./value.js";
 
@@ -75,13 +75,12 @@ export class Play {
     const wanted = this.filter.value.trim().toLowerCase();
     const has = ({ name, description }) => `${name} ${description}`.toLowerCase().includes(wanted);
     const methods = this.xSorted().filter(has);
-    fill(this.list, ...methods.map((method) => {
-      const takes = method.parameters.map(parameterName).join(", ");
-      const button = el("button", { type: "button", on: { click: () => this.choose(method) } },
-        method.name, " ", el("span", { class: "takes", text: takes }));
-      button.method = method;
-      return button;
-    }));
+    const takes = (method) => method.parameters.map(parameterName).join(", ");
+    const keyOf = (method) => [this.service.value, method.name, method.signature, takes(method)].join();
+    reconcile(this.list, methods, keyOf, (method) => el("button",
+      { type: "button", on: { click: ({ currentTarget }) => this.choose(currentTarget.method) } },
+      method.name, " ", el("span", { class: "takes", text: takes(method) }),
+    )).forEach((button, i) => (button.method = methods[i]));
     if (methods.length === 0) this.list.append(el("p", { class: "hint",
       text: "No method has that in its name or text." }));
     this.xMark();
@@ -90,7 +89,8 @@ export class Play {
   choose(method) {
     if (!method) return;
     const form = new Form(this.service.value, method, {
-      call: (...args) => this.call(...args), names: (of) => this.app.names(of), whyNot: () => this.app.whyNot(),
+      call: (...args) => this.call(...args), names: (of) => this.app.names(of),
+      whyNot: (one) => this.app.whyNot(one),
     });
     this.formPlace.replaceWith(form.element);
     this.formPlace = form.element;
@@ -131,31 +131,22 @@ export class Play {
   showRunning(others) {
     this.others = others;
     const own = [...this.own].map(([id, call]) => ({
-      key: `own ${id}`, what: `${call.service}.${call.method}`,
-        who: call.isFuture ? "this page, its future runs" : "this page",
+      key: `own ${id}`, isOwn: true, what: `${call.service}.${call.method}`,
+      who: call.isFuture ? "this page, its future runs" : "this page",
       ms: performance.now() - call.begun, stop: () => this.app.request("stop", { call: id }),
     }));
     const rest = others.filter((call) => !call.client.startsWith(this.app.clientName)).map((call) => ({
       key: `call ${call.call}`, what: `${call.service}.${call.method}`, who: `${call.client} by ${call.transport}`,
-        ms: call.ms,
-      stop: () => this.app.request("stopCall", { call: call.call }),
+      ms: call.ms, stop: () => this.app.request("stopCall", { call: call.call }),
     }));
     this.xRows([...own, ...rest]);
   }
 
-  /** Rows stay where they are while their call runs, so that a button can be hit. */
   xRows(calls) {
-    const rows = new Map([...this.running.children].map((row) => [row.dataset.key, row]));
-    const wanted = calls.map((call) => {
-      const row = rows.get(call.key) ?? this.xRow(call);
-      setText(row.querySelector("small"), `${call.who}, for ${durationText(call.ms)}`);
-      row.querySelector("button").disabled = this.app.whyNot() !== "";
-      return row;
-    });
-    for (const row of rows.values()) if (!wanted.includes(row)) row.remove();
-    wanted.forEach((row, i) => {
-      const there = this.running.children[i];
-      if (there !== row) this.running.insertBefore(row, there ?? null); // one that moves loses the keyboard
+    reconcile(this.running, calls, ({ key }) => key, (call) => this.xRow(call)).forEach((row, i) => {
+      const { who, ms, isOwn } = calls[i];
+      setText(row.querySelector("small"), `${who}, for ${durationText(ms)}`);
+      row.querySelector("button").disabled = this.app.whyNot({ isReading: isOwn }) !== "";
     });
     this.runningTitle.hidden = calls.length === 0;
   }
@@ -169,8 +160,7 @@ export class Play {
         announce(error.message);
       }
     };
-    return el("li", { "data-key": call.key },
-      el("span", { class: "what" }, call.what, el("small")),
+    return el("li", {}, el("span", { class: "what" }, call.what, el("small")),
       el("button", { type: "button", class: "stop", "aria-label": `Stop ${call.what}`, text: "Stop",
         on: { click: stop } }));
   }

@@ -1,6 +1,6 @@
 // The panel Point: all about the LED under the pointer or the focus, and the groups.
 import { askedHex, toScreen } from "./color.js";
-import { el, fill, setText } from "./dom.js";
+import { el, fill, reconcile, setText, tableOf } from "./dom.js";
 import { plainName } from "./model.js";
 import { ratioOf } from "./settings.js";
 import { clockText, durationText, percent, toNumber } from "./value.js";
@@ -15,9 +15,7 @@ export class Point {
     this.hint = el("p", { class: "hint", text: "Hover over one, tap it, or tab to the robot and use the arrow keys." });
     this.facts = el("dl", { class: "facts" });
     this.channels = el("tbody");
-    this.table = el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "Channels" }, el("table", {},
-      el("thead", {}, el("tr", {}, ...["Channel", "now", "target",
-        "left"].map((text) => el("th", { scope: "col", text })))), this.channels));
+    this.table = tableOf("Channels", ["Channel", "now", "target", "left"], this.channels);
     this.curve = el("button", { type: "button", text: "Show in the timeline",
       on: { click: () => app.addCurve(this.led) } });
     this.groups = el("div", { class: "chips" });
@@ -27,10 +25,10 @@ export class Point {
     this.point(undefined);
   }
 
-  /** A robot was found, or is another. */
+  /** A robot was found, or has other groups. */
   showGroups() {
-    this.pinned = undefined;
-    fill(this.groups, ...[...this.app.groups.keys()].sort().map((name) => {
+    const names = [...this.app.groups.keys()].sort();
+    reconcile(this.groups, names, (name) => name, (name) => {
       const button = el("button", { type: "button", "aria-pressed": "false", text: name });
       const light = () => this.app.outline(name);
       const rest = () => this.app.outline(this.pinned);
@@ -38,17 +36,21 @@ export class Point {
       button.addEventListener("focus", light);
       button.addEventListener("pointerleave", rest);
       button.addEventListener("blur", rest);
-      button.addEventListener("click", () => this.xPin(name));
+      button.addEventListener("click", () => {
+        this.xPin(this.pinned === name ? undefined : name);
+        if (this.pinned) this.app.offerName(name);
+        else light();
+      });
       return button;
-    }));
+    });
+    this.xPin(names.includes(this.pinned) ? this.pinned : undefined);
   }
 
   xPin(name) {
-    this.pinned = this.pinned === name ? undefined : name;
+    this.pinned = name;
     for (const button of this.groups.children) button.setAttribute("aria-pressed",
-      String(button.textContent === this.pinned));
-    this.app.outline(this.pinned ?? name);
-    if (this.pinned) this.app.offerName(name);
+      String(button.textContent === name));
+    this.app.outline(name);
   }
 
   /** @param {number|undefined} led */

@@ -20,11 +20,20 @@ export class Samples {
     this.keys = keys;
   }
 
+  /** From now on nothing is known, until values are added again. @param {number} now seconds */
+  gap(now) {
+    if (this.isGap) return;
+    this.add(now, this.last);
+    this.add(now, this.keys.map(() => null));
+    this.isGap = true;
+  }
+
   /**
    * @param {number} now seconds @param {number[]} values one a key
    * @param {boolean} isMerged whether what was between these and the last ones is not known
    */
   add(now, values, isMerged = false) {
+    this.isGap = false;
     const before = this.times.at(-1);
     if (before !== undefined && now <= before) now = before + 1e-4;
     if (before !== undefined && now - before > GAP && !isMerged) this.xPush(now - 1e-3, this.last);

@@ -2,6 +2,7 @@
 import { announce, byId, setText } from "./dom.js";
 
 const METER_EVERY = 500; // ms
+const PAINT_EVERY = 20; // ms
 
 export class Show {
   /** @param {any} app */
@@ -9,7 +10,7 @@ export class Show {
     this.app = app;
     this.button = byId("pause");
     this.isFrozen = matchMedia("(prefers-reduced-motion: reduce)").matches;
-    this.painted = 0;
+    this.painted = this.due = 0;
     this.begin();
     this.button.addEventListener("click", () => this.xFreeze(!this.isFrozen));
     this.xTellFrozen();
@@ -47,6 +48,8 @@ export class Show {
     this.isAsked = false;
     const { app } = this;
     if (!app.live) return;
+    if (now < this.due) return this.xAsk();
+    this.due = Math.max(this.due, now - PAINT_EVERY) + PAINT_EVERY;
     const { changed, isMoving } = app.live.step(now);
     if (changed.length > 0) {
       app.stage.paint(changed);

@@ -1,6 +1,6 @@
 // A faint body around the LEDs, made from nothing but where they are: the topmost LEDs make a head, a pair outside of
 // it ears, a pair near the ground feet; what is between makes a trunk. Any model gets one. Millimetres, y downwards.
-import { boxAround, heightOf, padded, widthOf } from "./layout.js";
+import { at as p, boxAround, circlePath, heightOf, n, padded, widthOf } from "./layout.js";
 
 /**
  * @typedef {{kind: "floor"|"limb"|"trunk"|"ear"|"head"|"glass"|"socket"|"lens", path: string, thick?: number,
@@ -88,8 +88,8 @@ function headAround(band, rings) {
   const shapes = ears.map(({ area, box: ear }) => ({ kind: "ear",
     path: earPath(ear, rings.find((one) => one.area === area)), box: padded(ear, 3) }));
   shapes.push({ kind: "head", path: bodyPath(HEAD, box), box });
-  const eyes = rings.filter((ring) => band.some((place) => place.area === ring.area) &&
-    !ears.some((ear) => ear.area === ring.area));
+  const inner = new Set(areas.filter((one) => !ears.includes(one)).map(({ area }) => area));
+  const eyes = rings.filter((ring) => inner.has(ring.area));
   if (eyes.length > 0) {
     const visor = padded(boxAround(eyes.map(ringBox)), 0.35 * eyes[0].thickness);
     shapes.push({ kind: "glass", path: roundedPath(visor, heightOf(visor) / 2) });
@@ -104,15 +104,16 @@ const ringBox = ({ x, y, radius, thickness }) => {
 };
 
 const earPath = (box, ring) =>
-  ring ? discPath(ring.x, ring.y, ring.radius + ring.thickness) : roundedPath(padded(box, 3), 0.4 * widthOf(box) + 3);
+  ring ? circlePath(ring.x, ring.y, ring.radius + ring.thickness) : roundedPath(padded(box, 3), 0.4 * widthOf(box) + 3);
 
 /** The dark plate behind each ring, and the lens within. */
 function sockets(rings, head) {
+  const eyes = new Set(head.eyes);
   return rings.flatMap((ring) => {
     const inner = ring.radius - 0.85 * ring.thickness;
-    const shapes = head.eyes.includes(ring) ? []
-      : [{ kind: "socket", path: discPath(ring.x, ring.y, ring.radius + 0.8 * ring.thickness) }];
-    return inner > 0 ? [...shapes, { kind: "lens", path: discPath(ring.x, ring.y, inner) }] : shapes;
+    const shapes = eyes.has(ring) ? []
+      : [{ kind: "socket", path: circlePath(ring.x, ring.y, ring.radius + 0.8 * ring.thickness) }];
+    return inner > 0 ? [...shapes, { kind: "lens", path: circlePath(ring.x, ring.y, inner) }] : shapes;
   });
 }
 
@@ -128,9 +129,10 @@ function trunkUnder(head, bands, ground) {
   const shoulder = head.skull.bottom + 0.1 * head.half;
   const feet = feetOf(bands.at(-1), x, ground, shoulder);
   const carried = (feet ? bands.slice(0, -1) : bands).flat();
-  const reach = Math.max(0, ...carried.map((place) => Math.max(place.box.right - x, x - place.box.left)));
+  const all = boxAround(carried.map((place) => place.box));
+  const reach = Math.max(0, all.right - x, x - all.left);
   const half = Math.max(1.1 * reach, 0.92 * head.half);
-  const lowest = Math.max(shoulder + 1.5 * half, ...carried.map((place) => place.box.bottom + 0.5 * half));
+  const lowest = Math.max(shoulder + 1.5 * half, all.bottom + 0.5 * half);
   const hip = feet ? Math.min(Math.max(lowest, shoulder + 0.5 * (ground - shoulder)), ground) : ground;
   const hand = feet ? hip + 0.1 * half : Math.min(shoulder + 0.52 * (ground - shoulder), shoulder + 3.2 * half);
   const neck = { kind: "limb",
@@ -183,12 +185,6 @@ function floor(x, half, ground) {
   const arc = (to) => `A${n(wide)} ${n(high)} 0 1 1 ${p(to, ground)}`;
   return { kind: "floor", path: `M${p(x - wide, ground)}${arc(x + wide)}${arc(x - wide)}Z` };
 }
-
-const n = (number) => String(Math.round(number * 100) / 100);
-const p = (x, y) => `${n(x)} ${n(y)}`;
-
-const discPath = (x, y,
-  r) => `M${p(x - r, y)}A${n(r)} ${n(r)} 0 1 1 ${p(x + r, y)}A${n(r)} ${n(r)} 0 1 1 ${p(x - r, y)}Z`;
 
 function roundedPath({ left, top, right, bottom }, radius) {
   const r = Math.min(radius, (right - left) / 2, (bottom - top) / 2);

@@ -1,13 +1,18 @@
 // The robot on the stage: its picture, and over it one shape an LED that pointer and keyboard reach.
 import { askedHex } from "./color.js";
-import { fill, setText, svg } from "./dom.js";
+import { fill, furnish, setText, svg } from "./dom.js";
 import { areasOf, nearest, placeLeds } from "./layout.js";
 import { Painter } from "./paint.js";
 import { bodyAround } from "./silhouette.js";
-import { percent } from "./value.js";
+import { percent, valuesText } from "./value.js";
 import { arrange } from "./views.js";
 
 const ARROWS = { ArrowLeft: [-1, 0], ArrowRight: [1, 0], ArrowUp: [0, -1], ArrowDown: [0, 1] };
+
+const CROWD = 2000; // LEDs that are too many to give each an element
+const REST = { tabindex: "-1", "aria-selected": "false" };
+
+const shapeOf = ({ led, path }) => ({ class: "led", d: path, "data-led": led });
 
 export class Stage {
   /** @param {HTMLElement} root @param {{onHover: (led?: number) => void, onSelect: (led: number) => void}} handlers */
@@ -23,6 +28,7 @@ export class Stage {
     this.overlay.addEventListener("focusout", () => this.xTip());
     this.overlay.addEventListener("pointerover", ({ target }) => this.xHover(target));
     this.overlay.addEventListener("pointerleave", () => this.xHover(undefined));
+    for (const event of ["pointermove", "pointerdown"]) this.overlay.addEventListener(event, (at) => this.xMeet(at));
     this.overlay.addEventListener("click", ({ target }) => this.xClick(target));
     new ResizeObserver(() => this.arrange()).observe(root);
   }
@@ -61,51 +67,69 @@ export class Stage {
   /** Outlines these LEDs. @param {Set<number>} leds */
   outline(leds) {
     this.outlined = leds;
+    if (this.isCrowd) {
+      for (const spot of this.spots) if (spot.shape && spot !== this.current) spot.shape = void spot.shape.remove();
+      for (const spot of this.spots.filter(({ led }) => leds.has(led)).slice(0, CROWD)) this.xShape(spot);
+    }
     for (const shape of this.overlay.querySelectorAll(".led")) shape.classList.toggle("grouped",
       leds.has(Number(shape.dataset.led)));
   }
 
-  /** @param {number|undefined} led */
+  /** One LED at a time is a stop of the tab key. @param {number|undefined} led */
   select(led) {
     this.selected = led;
-    for (const { shape, led: one } of this.spots) shape.setAttribute("aria-selected", String(one === led));
-    this.xRove(this.spots.find((spot) => spot.led === led) ?? this.spots[0]);
+    const spot = this.spots.find((one) => one.led === led);
+    for (const shape of this.overlay.querySelectorAll("[role=option]")) furnish(shape, REST);
+    this.current = spot ?? this.spots[0];
+    if (this.current) furnish(this.xShape(this.current), { tabindex: "0", "aria-selected": String(Boolean(spot)) });
   }
 
+  /** Of very many LEDs only those have a shape that are pointed at, gone to, or outlined. */
   xOverlay(views) {
     const hadFocus = this.overlay.contains(document.activeElement);
+    const whole = views.find((view) => view.name === "whole");
     const close = views.find((view) => view.name === "close");
     const isClose = new Set(close?.places.map((place) => place.led));
+    this.isCrowd = this.model.leds.length > CROWD;
     this.spots = [];
     const layers = views.map((view) => {
-      const [x, y] = [view.left - view.box.left * view.scale, view.top - view.box.top * view.scale];
-      const at = `translate(${x} ${y}) scale(${view.scale})`;
-      return svg("g", { transform: at }, ...view.places.map((place) => this.xShape(place, view, view.name === "whole" &&
-        isClose.has(place.led))));
+      const [left, top] = [view.left - view.box.left * view.scale, view.top - view.box.top * view.scale];
+      const layer = svg("g", { transform: `translate(${left} ${top}) scale(${view.scale})` });
+      for (const place of view.places) {
+        const { led, path, size } = place;
+        // Of an LED that a closer look shows too, that one is for keyboard and screen reader.
+        const isTwin = view === whole && isClose.has(led);
+        const spot = { led, path, layer, x: left + place.x * view.scale, y: top + place.y * view.scale,
+          reach: Math.max(2, (size / 2) * view.scale) };
+        if (!isTwin) this.spots.push(spot);
+        else if (!this.isCrowd) layer.append(svg("path", { ...shapeOf(spot), "aria-hidden": "true" }));
+      }
+      return layer;
     });
-    fill(this.overlay, ...(close ? frames(views.find((view) => view.name === "whole"), close) : []), ...layers);
+    fill(this.overlay, ...(close ? frames(whole, close) : []), ...layers);
+    if (!this.isCrowd) for (const spot of this.spots) this.xShape(spot);
     this.spots.sort((a, b) => a.led - b.led);
     this.select(this.selected);
     if (this.outlined) this.outline(this.outlined);
-    if (hadFocus) this.spots.find((spot) => spot.shape.getAttribute("tabindex") === "0")?.shape.focus();
+    if (hadFocus) this.current?.shape.focus();
   }
 
-  /** An LED's shape in a view; of an LED that a closer look shows too, that one is for keyboard and screen reader. */
-  xShape(place, view, isTwin) {
-    const properties = { class: "led", d: place.path, "data-led": place.led };
-    if (isTwin) return svg("path", { ...properties, "aria-hidden": "true" });
-    const shape = svg("path", { ...properties, role: "option", "aria-label": this.model.leds[place.led].label,
-      tabindex: "-1" });
-    const x = view.left + (place.x - view.box.left) * view.scale;
-    const y = view.top + (place.y - view.box.top) * view.scale;
-    this.spots.push({ led: place.led, shape, x, y });
-    return shape;
+  xShape(spot) {
+    if (!spot.shape) {
+      spot.shape = svg("path", { ...shapeOf(spot), ...REST, role: "option",
+        "aria-label": this.model.leds[spot.led].label });
+      spot.layer.append(spot.shape);
+    }
+    return spot.shape;
   }
 
-  /** One LED at a time is a stop of the tab key. */
-  xRove(spot) {
-    for (const { shape } of this.spots) shape.setAttribute("tabindex", "-1");
-    spot?.shape.setAttribute("tabindex", "0");
+  /** Gives the LED under the pointer the shape that the pointer meets next. */
+  xMeet({ clientX, clientY }) {
+    if (!this.isCrowd) return;
+    const { left, top } = this.root.getBoundingClientRect();
+    const [x, y] = [clientX - left, clientY - top];
+    const spot = this.spots.find((one) => Math.abs(one.x - x) <= one.reach && Math.abs(one.y - y) <= one.reach);
+    if (spot) this.xShape(spot);
   }
 
   xKey(event) {
@@ -115,8 +139,8 @@ export class Stage {
     const to = way ? nearest(this.spots, from, ...way)
       : event.key === "Home" ? this.spots[0] : event.key === "End" ? this.spots.at(-1) : undefined;
     if (event.key === "Enter" || event.key === " ") this.xClick(from.shape);
-    else if (way || to) to?.shape.focus();
-    else return;
+    else if (to) this.xShape(to).focus();
+    else if (!way) return;
     event.preventDefault();
   }
 
@@ -124,7 +148,7 @@ export class Stage {
     const spot = this.spots.find((one) => one.shape === shape);
     if (!spot) return;
     this.select(spot.led);
-    shape.setAttribute("aria-label", `${this.model.leds[spot.led].label}: ${this.describe(spot.led)}`);
+    shape.setAttribute("aria-label", `${this.model.leds[spot.led].label}: ${valuesText(this.live.channels(spot.led))}`);
     if (shape.matches(":focus-visible")) this.xTip(spot.led, shape);
     this.handlers.onHover(spot.led);
   }
@@ -141,15 +165,6 @@ export class Stage {
     if (led === undefined) return;
     this.select(Number(led));
     this.handlers.onSelect(Number(led));
-  }
-
-  /** The values of an LED in words. */
-  describe(led) {
-    const channels = this.live.channels(led);
-    const hex = askedHex(channels);
-    const each = channels.map(({ color,
-      value }) => `${color} ${Number.isNaN(value) ? "unknown" : percent(value)}`).join(", ");
-    return hex ? `${hex}, ${each}` : each;
   }
 
   /** A word beside an LED; without one the tip goes. */

@@ -1,7 +1,8 @@
 // The panel LEDs: every LED as a row, for those who read instead of look.
-import { askedHex } from "./color.js";
-import { el, fill, setText } from "./dom.js";
-import { percent } from "./value.js";
+import { el, reconcile, setText, tableOf } from "./dom.js";
+import { valuesText } from "./value.js";
+
+const MOST = 500; // rows
 
 export class Table {
   /** @param {HTMLElement} root @param {any} app */
@@ -10,40 +11,38 @@ export class Table {
     this.filter = el("input", { type: "search", placeholder: "Filter LEDs and groups", "aria-label": "Filter LEDs",
       on: { input: () => this.fill() } });
     this.body = el("tbody");
-    root.append(el("h2", { text: "LEDs" }), this.filter,
-      el("div", { class: "scroll", tabindex: "0", role: "region", "aria-label": "All LEDs" }, el("table", {},
-        el("caption", { class: "unseen", text: "All LEDs of the robot with their values now" }),
-        el("thead", {}, el("tr", {}, ...["LED", "Channels now",
-          "Groups"].map((text) => el("th", { scope: "col", text })))), this.body)));
+    this.more = el("p", { class: "hint", role: "status" });
+    root.append(el("h2", { text: "LEDs" }), this.filter, this.more,
+      tableOf("All LEDs with their values now", ["LED", "Channels now", "Groups"], this.body));
   }
 
-  /** Rows for the robot's LEDs, as filtered. */
+  /** Rows for the robot's LEDs, as filtered, once somebody looks. */
   fill() {
-    if (!this.app.live) return;
-    const wanted = this.filter.value.trim().toLowerCase();
-    this.rows = this.app.model.leds
-      .map((led) => ({ led, groups: this.app.groupsOf(led.index).join(", ") }))
-      .filter(({ led, groups }) => `${led.label} ${groups}`.toLowerCase().includes(wanted))
-      .map(({ led, groups }) => {
-        const value = el("td");
-        const name = el("button", { type: "button", class: "link", text: led.label,
-          on: { click: () => this.app.choose(led.index) } });
-        return { led, value, row: el("tr", {}, el("th", { scope: "row" }, name), value, el("td", { text: groups })) };
-      });
-    fill(this.body, ...this.rows.map(({ row }) => row));
+    this.rows = undefined;
     this.show();
   }
 
   /** Values as they are now. */
   show() {
     if (!this.app.live || !this.app.isPanelShown("leds")) return;
-    if (!this.rows) return this.fill();
-    for (const { led, value } of this.rows) {
-      const channels = this.app.live.channels(led.index);
-      const each = channels.map(({ color,
-        value }) => `${color} ${Number.isNaN(value) ? "unknown" : percent(value)}`).join(", ");
-      const hex = askedHex(channels);
-      setText(value, hex && channels.length > 1 ? `${each} (${hex})` : each);
-    }
+    this.rows ??= this.xRows();
+    for (const row of this.rows) setText(row.cells[1], valuesText(this.app.live.channels(row.index)));
+  }
+
+  xRows() {
+    const { app } = this;
+    const wanted = this.filter.value.trim().toLowerCase();
+    const groupsOf = ({ index }) => app.groupsOf(index).join(", ");
+    const found = app.model.leds.filter((led) => `${led.label} ${groupsOf(led)}`.toLowerCase().includes(wanted));
+    const shown = found.slice(0, MOST);
+    setText(this.more, found.length > MOST ? `${MOST} of ${found.length} LEDs: filter for the others` : "");
+    return reconcile(this.body, shown, ({ index, label }) => `${index} ${label}`, ({ index, label }) => {
+      const name = el("button", { type: "button", class: "link", text: label, on: { click: () => app.choose(index) } });
+      return el("tr", {}, el("th", { scope: "row" }, name), el("td"), el("td"));
+    }).map((row, i) => {
+      row.index = shown[i].index;
+      setText(row.cells[2], groupsOf(shown[i]));
+      return row;
+    });
   }
 }

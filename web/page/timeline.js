@@ -1,9 +1,12 @@
 // The panel Timeline: the last 30 s of chosen LEDs as curves.
-import { el, fill } from "./dom.js";
+import { el, fill, furnish, reconcile } from "./dom.js";
 import { Samples, SPAN } from "./samples.js";
 
 const MOST = 4; // LEDs at once
+const MOST_OFFERED = 1000; // to choose from; the panel Point has every LED
 const EVERY = 66; // ms between two drawings
+/** Where keys move the cursor. */
+const WAYS = { ArrowLeft: -1, ArrowDown: -1, ArrowRight: 1, ArrowUp: 1, Home: -Infinity, End: Infinity };
 const DASHES = [[], [6, 4], [2, 3], [10, 3, 2, 3]];
 const STROKES = {
   dark: { red: "#ff7a70", green: "#5fdb8f", blue: "#6db3ff", white: "#e8edf4", amber: "#ffc04d", infrared: "#c58bd8",
@@ -19,6 +22,7 @@ export class Timeline {
     this.chosen = [];
     this.samples = new Samples();
     this.isPaused = false;
+    this.at = 0;
     this.add = el("select", { "aria-label": "Add an LED to the timeline",
       on: { change: () => this.choose(Number(this.add.value)) } });
     this.pause = el("button", { type: "button", class: "quiet", "aria-pressed": "false", text: "Pause curves",
@@ -39,7 +43,7 @@ export class Timeline {
     const labels = this.chosen.map((led) => this.labels?.[led]);
     this.labels = this.app.model.leds.map((led) => led.label);
     fill(this.add, el("option", { value: "-1", text: "Add an LED…" }),
-      ...this.labels.map((text, i) => el("option", { value: i, text })));
+      ...this.labels.slice(0, MOST_OFFERED).map((text, i) => el("option", { value: i, text })));
     this.chosen = labels.map((label) => this.labels.indexOf(label)).filter((led) => led >= 0);
     this.samples = new Samples();
     if (this.chosen.length === 0) this.chosen = [0];
@@ -59,11 +63,12 @@ export class Timeline {
     if (!this.app.model || !this.labels) return;
     this.devices = this.chosen.flatMap((led) => this.app.model.leds[led].devices);
     this.samples.keep(this.devices);
-    this.record();
-    fill(this.chips, ...this.chosen.map((led) => el("button", {
+    if (!this.samples.isGap) this.record();
+    reconcile(this.chips, this.chosen, (led) => `${led} ${this.labels[led]}`, (led) => el("button", {
       type: "button", "aria-label": `Take ${this.labels[led]} off the timeline`, text: `${this.labels[led]} ×`,
-      on: { click: () => { this.chosen = this.chosen.filter((one) => one !== led); this.build(); } },
-    })));
+      on: { click: () => this.xTakeOff(led) },
+    }));
+    if (this.legend) this.sizes.unobserve(this.legend);
     this.plot?.destroy();
     const colors = STROKES[this.theme.matches ? "light" : "dark"];
     const axis = { stroke: colors.axis, grid: { stroke: colors.grid, width: 1 }, ticks: { stroke: colors.grid },
@@ -76,7 +81,7 @@ export class Timeline {
           values: (_, ticks) => ticks.map((tick) => this.xAgo(tick)) },
         { ...axis, size: 38, splits: [0, 0.5, 1] },
       ],
-      cursor: { drag: { x: false, y: false }, points: { size: 6 } },
+      cursor: { y: false, drag: { x: false, y: false }, points: { size: 6 } },
       legend: { live: true },
       series: [
         { label: "time", value: (_, time) => (time == null ? "–" : this.xAgo(time)) },
@@ -89,10 +94,46 @@ export class Timeline {
       ],
     }, this.samples.until(this.now), this.place);
     this.plot.root.querySelector("canvas").setAttribute("aria-hidden", "true");
-    const legend = this.plot.root.querySelector(".u-legend");
-    legend.tabIndex = 0; // it may scroll
-    legend.setAttribute("aria-label", "Curves and their values under the pointer");
-    this.sizes.observe(legend); // it takes its height from the curves
+    this.legend = this.plot.root.querySelector(".u-legend");
+    furnish(this.legend, { tabindex: "0", "aria-label": "Curves and their values at the cursor" }); // it may scroll
+    this.sizes.observe(this.legend); // it takes its height from the curves
+    furnish(this.plot.over, { tabindex: "0", role: "slider", "aria-label": "Cursor of the timeline, in seconds",
+      "aria-valuemin": -SPAN, "aria-valuemax": 0, "aria-valuenow": 0,
+      on: { keydown: (event) => this.xKey(event), focus: ({ target }) => this.xFocus(target),
+        blur: () => this.plot.setCursor({ left: -9, top: 0 }) } });
+  }
+
+  /** By keyboard: a pointer has its own place. */
+  xFocus(over) {
+    if (over.matches(":focus-visible")) this.xCursor(this.at);
+  }
+
+  xKey(event) {
+    const way = WAYS[event.key];
+    if (!way) return;
+    event.preventDefault();
+    this.xCursor(Math.min(0, Math.max(-SPAN, this.at + way * (event.shiftKey ? 1 : 0.1))));
+  }
+
+  /** Reads values off the curves, for the eye and for the ear. @param {number} at seconds, of now */
+  xCursor(at) {
+    const { over } = this.plot;
+    this.at = Math.round(at * 10) / 10;
+    this.plot.setCursor({ left: (1 + at / SPAN) * over.clientWidth, top: 0 });
+    const told = [...this.legend.rows].map(({ cells: [name, value] }) => `${name.textContent} ${value.textContent}`);
+    furnish(over, { "aria-valuenow": at.toFixed(1), "aria-valuetext": told.join(", ") });
+  }
+
+  xTakeOff(led) {
+    const at = this.chosen.indexOf(led);
+    this.chosen = this.chosen.filter((one) => one !== led);
+    this.build();
+    (this.chips.children[at] ?? this.chips.lastChild ?? this.add).focus();
+  }
+
+  /** What the LEDs do now cannot be seen. */
+  gap() {
+    this.samples.gap(performance.now() / 1000);
   }
 
   xAgo(time) {
@@ -121,7 +162,11 @@ export class Timeline {
   /** Draws on while somebody looks and nothing is paused. */
   run() {
     const isStill = this.isPaused || this.app.isFrozen;
-    this.stopped = isStill ? (this.stopped ?? performance.now() / 1000) : undefined;
+    if (isStill && !this.stopped) {
+      this.stopped = this.now;
+      this.plot?.setData(this.samples.until(this.now));
+    }
+    if (!isStill) this.stopped = undefined;
     if (!this.isRunning && !isStill) {
       this.isRunning = true;
       this.xLoop();

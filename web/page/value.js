@@ -1,4 +1,5 @@
 // Values as they cross the wire, for people.
+import { askedHex } from "./color.js";
 
 /** A wire value as text: numbers short, lists as JSON. */
 export function valueText(value) {
@@ -24,8 +25,15 @@ export function toNumber(value) {
   return value && typeof value === "object" ? Number(value.float ?? value.int) : NaN;
 }
 
-/** 0..1 as a percentage. */
-export const percent = (number) => `${Math.round(number * 100)} %`;
+/** 0..1 as a percentage, of one word. */
+export const percent = (number) => `${Math.round(number * 100)}\u00a0%`;
+
+/** What the channels of an LED hold: "red 100 %, green 50 % (#ff8000)". */
+export function valuesText(channels) {
+  const each = channels.map(({ color, value }) => `${color} ${Number.isNaN(value) ? "unknown" : percent(value)}`);
+  const hex = channels.length > 1 && askedHex(channels);
+  return hex ? `${each.join(", ")} (${hex})` : each.join(", ");
+}
 
 /** A time of day, given in seconds of Unix time. */
 export const clockText = (seconds) =>

@@ -155,7 +155,7 @@ void Conversation::services(std::uint64_t id, const Json&) {
 
 void Conversation::describe(std::uint64_t id, const Json& request) {
   const std::string& service = textField(request, "service");
-  reply(id, {{"service", web::describe(service, fHouse.access.describe(service))}});
+  reply(id, {{"service", web::describe(service, fHouse.access)}});
 }
 
 void Conversation::call(std::uint64_t id, const Json& request) {

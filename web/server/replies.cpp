@@ -21,7 +21,7 @@ Json parametersOf(const xo::MethodInfo& method) {
   return parameters;
 }
 
-Json describe(const xo::MethodInfo& method) {
+Json describe(const xo::MethodInfo& method, bool isReading) {
   Json examples = Json::array();
   for (const auto& example : method.doc.examples) {
     examples.push_back({{"language", example.name}, {"text", example.text}});
@@ -36,7 +36,8 @@ Json describe(const xo::MethodInfo& method) {
             {"name", returns ? returns->name : ""},
             {"description", returns ? returns->text : ""}}},
           {"examples", std::move(examples)},
-          {"returnsFuture", method.signature.result.kind == xo::Type::Kind::kFuture}};
+          {"returnsFuture", method.signature.result.kind == xo::Type::Kind::kFuture},
+          {"isReading", isReading}};
 }
 
 }  // namespace
@@ -66,9 +67,12 @@ std::string replyOf(std::uint64_t id, const door::Outcome& outcome, double milli
   return textOf(reply);
 }
 
-Json describe(const std::string& name, const xo::ObjectInfo& info) {
+Json describe(const std::string& name, const door::Access& access) {
+  const xo::ObjectInfo info = access.describe(name);
   Json methods = Json::array();
-  for (const auto& method : info.methods) methods.push_back(describe(method));
+  for (const auto& method : info.methods) {
+    methods.push_back(describe(method, access.isReading(name, method.doc.name)));
+  }
   return {{"name", name}, {"description", info.description}, {"methods", std::move(methods)}};
 }
 

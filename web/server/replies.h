@@ -21,7 +21,8 @@ std::string errorReply(std::uint64_t id, const std::string& kind, const std::str
 std::string replyOf(std::uint64_t id, const door::Outcome& outcome, double milliseconds = -1);
 
 /// A service's description. Parameters are as many as signatures have, and named by position.
-Json describe(const std::string& name, const xo::ObjectInfo& info);
+/// Errors: Refused.
+Json describe(const std::string& name, const door::Access& access);
 Json limitsOf(const std::vector<door::NamedLimit>& limits);
 Json runningOf(const door::Access& access);
 /// The latest calls, and those of the history that failed, newest last.

@@ -67,10 +67,20 @@ TEST_F(OpsTest, AMethodIsDescribedByItsSignatureAndNamedByPosition) {
       "parameters": [{"name": "one", "type": "int", "description": "The first."},
                      {"name": "", "type": "int", "description": ""}],
       "result": {"type": "int", "name": "sum", "description": "Both."},
-      "examples": [{"language": "python", "text": "proxy.add(1, 2)"}], "returnsFuture": false})json");
+      "examples": [{"language": "python", "text": "proxy.add(1, 2)"}], "returnsFuture": false,
+      "isReading": false})json");
   EXPECT_EQ(service["methods"][0], add);
   EXPECT_EQ(service["methods"].back()["name"], "later");
   EXPECT_EQ(service["methods"].back()["returnsFuture"], true);
+}
+
+TEST_F(OpsTest, MethodsThatOnlyReadAreToldApart) {
+  const Json service = fPage.connect().ask({{"op", "describe"}, {"service", "Test"}})["service"];
+  std::vector<std::string> readings;
+  for (const Json& method : service["methods"]) {
+    if (method["isReading"] == true) readings.push_back(method["name"]);
+  }
+  EXPECT_THAT(readings, ElementsAre("look"));
 }
 
 TEST_F(OpsTest, MethodsForCallersInsideAreNotDescribed) {
