@@ -16,6 +16,7 @@ from tavro import Robot
 from page import Page
 
 HOUR = 3600.0
+SOON = 3.0  # what is left behind is over by then: the robot keeps it that long
 LEDS = "HBLeds"
 AWAY = ("This object is null", "There is no service '")  # said of a service while its module is away
 
@@ -85,7 +86,7 @@ class Canceller(WithRobot):
     def step(self):
         turning = self.leds.rotateEyes.start(0x00FF00, 0.05, HOUR)
         fading = self.leds.fade("ChestLeds", 1.0, HOUR)
-        self.leds.fade("ChestLeds", 0.5, HOUR)  # dropped
+        self.leds.fade("ChestLeds", 0.5, SOON)  # dropped
         time.sleep(0.05)  # some way into them
         turning.cancel()
         fading.cancel()
@@ -157,7 +158,7 @@ class Guest(Kind):
     def step(self):
         for address in (self.place.robot.address, "unix:" + self.place.robot.socket):
             with Robot(address, name="soak-guest") as robot:
-                robot.service(LEDS).fade("EarLeds", 0.5, HOUR)  # left behind
+                robot.service(LEDS).fade("EarLeds", 0.5, SOON)  # left behind
                 robot.info()
         host, port = self.place.robot.address.rsplit(":", 1)
         for words in (b"", b"GET / HTTP/1.1\r\n\r\n"):

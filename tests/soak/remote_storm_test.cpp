@@ -82,15 +82,16 @@ class RemoteStorm : public testing::Test {
   }
   void end() {
     fIsOver = true;
+    fOver.cancel();
     for (auto& thread : fThreads) thread.join();
     fThreads.clear();
   }
 
   void callAny(RobotClient& robot, std::mt19937& random) {
     const auto row = random() % fRows.size();
-    const auto completion =
-        random() % 2 == 0 ? remote::Completion::kReturned : remote::Completion::kFinished;
-    robot.call("HBLeds", fRows[row].method, fRows[row].args, {.completion = completion});
+    remote::CallOptions options;
+    if (random() % 2 == 0) options.completion = remote::Completion::kFinished;
+    robot.call("HBLeds", fRows[row].method, fRows[row].args, options);
     ++fCalls[row];
   }
   static void changeMind(RobotClient& robot, std::mt19937& random) {
@@ -101,14 +102,14 @@ class RemoteStorm : public testing::Test {
     kept->cancel();
     kept->wait();
     const std::vector<HB::HBValue> turn{0xff00ff, 0.01F, kDay};
-    const auto patience = std::chrono::milliseconds(random() % 20);
-    robot.call("HBLeds", "rotateEyes", turn, {.timeout = patience});
+    remote::CallOptions options;
+    options.timeout = std::chrono::milliseconds(random() % 20);
+    robot.call("HBLeds", "rotateEyes", turn, options);
   }
-  static void look(RobotClient& robot, std::mt19937& random) {
+  void look(RobotClient& robot, std::mt19937& random) const {
     int left = static_cast<int>(random() % 4);
-    robot.watch("*", [&](const remote::WatchBatch& batch) {
-      return !batch.isSnapshot || left-- > 0;  // the snapshot comes, whatever the others do
-    });
+    robot.watch(
+        "*", [&](const auto&) { return left-- > 0; }, fOver);
     robot.watchServices([](const auto&) { return false; });
     robot.calls();
     robot.info();
@@ -137,6 +138,7 @@ class RemoteStorm : public testing::Test {
   std::atomic<int> fSteps{0};
   mutable std::atomic<int> fConnections{0};
   std::atomic<bool> fIsOver{false};
+  const remote::CancelToken fOver;
   std::vector<std::thread> fThreads;
 };
 
@@ -146,7 +148,7 @@ TEST_F(RemoteStorm, OfAllMethodsFromManyClientsTearsNothing) {
     begin("caller", [this](auto& robot, auto& random) { callAny(robot, random); });
   }
   begin("cancels", [](auto& robot, auto& random) { changeMind(robot, random); });
-  begin("watches", [](auto& robot, auto& random) { look(robot, random); });
+  begin("watches", [this](auto& robot, auto& random) { look(robot, random); });
   begin("guests", [this](auto& robot, auto& random) { comeAndGo(robot, random); });
   const auto robot = connect("each");
   do {  // this thread calls each row at least once

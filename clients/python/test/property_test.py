@@ -90,7 +90,8 @@ def require_end(call):
 
 
 def memory_fault(robot):
-    for key, value in robot.values().items():
+    """Of the values of LEDs; None when all are what they may be."""
+    for key, value in robot.values("Device/SubDeviceList/*").items():
         if not (isinstance(value, float) and math.isfinite(value) and 0 <= value <= 1):
             return f"{key} is {value}"
     return None
@@ -99,7 +100,7 @@ def memory_fault(robot):
 def inventory_fault(robot):
     """Groups and LEDs are ascending, and have devices that the memory knows."""
     leds = robot.service("HBLeds")
-    known = set(robot.values())
+    known = set(robot.values("Device/SubDeviceList/*"))
     for names, members_of in ((leds.listGroups(), leds.listGroup), (leds.listLEDs(), leds.listLED)):
         if names != sorted(names, key=lambda name: name.encode("utf-8", "surrogateescape")):
             return f"not ascending: {names}"
@@ -188,8 +189,8 @@ def test_a_value_that_is_none_would_be_noticed(fresh):
     assert memory_fault(fresh) is None
     memory = fresh.service("HBMemory")
     for value in (math.nan, 1.0000001, -0.5, "0.5"):
-        memory.insertData("Planted", value)
-        assert memory_fault(fresh).startswith("Planted is ")
+        memory.insertData("Device/SubDeviceList/Planted", value)
+        assert "Planted is " in memory_fault(fresh)
 
 
 def test_a_device_that_is_unknown_would_be_noticed(fresh):
@@ -202,8 +203,8 @@ def test_a_device_that_is_unknown_would_be_noticed(fresh):
         def service(self, _):
             return leds
 
-        def values(self):
-            return {key: value for key, value in fresh.values().items() if "/Ears/" not in key}
+        def values(self, pattern):
+            return {key: value for key, value in fresh.values(pattern).items() if "/Ears/" not in key}
 
     assert "Ears/" in inventory_fault(Shrunken())
 
