@@ -44,7 +44,7 @@ class RobotProcess:
         with open(f"/proc/{self._popen.pid}/smaps_rollup", encoding="ascii") as table:
             for line in table:
                 name, _, rest = line.partition(":")
-                if name in ("Rss", "Pss"):
+                if name in ("Rss", "Pss", "Pss_Anon"):
                     found[name] = int(rest.split()[0])
         found["descriptors"] = len(os.listdir(f"/proc/{self._popen.pid}/fd"))
         found["threads"] = len(os.listdir(f"/proc/{self._popen.pid}/task"))
