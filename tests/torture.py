@@ -20,6 +20,8 @@ ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 KEPT = os.path.join(ROOT, "build", "torture")
 JOBS = os.environ.get("JOBS") or str(os.cpu_count())
 ROUNDS = os.environ.get("TORTURE_ROUNDS") or "1000"
+MINUTES = os.environ.get("TORTURE_MINUTES") or "10"
+INPUTS = os.environ.get("TORTURE_INPUTS") or "1000000"
 PYTHON = "/usr/bin/python3"
 
 ASAN = {"ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1",
@@ -58,15 +60,15 @@ STEPS = (
           ["ctest", "--test-dir", "build", "--output-on-failure", "--no-tests=error", "-R",
            "^((client|process)_.*_system_test|python_property)$", "--timeout", "7200"]],
          {"RACK_LONG": "1"}),
-    Step("soak", "ten minutes of steady work of all kinds of clients",
+    Step("soak", f"{MINUTES} minutes of steady work of all kinds of clients",
          [*build("build", "robot", "python"),
-          [PYTHON, "tests/soak/soak.py", "build/bin/tavro", "build/bin/ledctl", "--minutes", "10",
+          [PYTHON, "tests/soak/soak.py", "build/bin/tavro", "build/bin/ledctl", "--minutes", MINUTES,
            "--samples", "build/torture/soak.csv"]],
          {"PYTHONPATH": os.path.join(ROOT, "build", "python")}),
     Step("instructions", "instructions of five paths beside those of an earlier commit",
          [["make", "instructions"]]),
-    Step("fuzz", "a million new inputs for each fuzz target",
-         [["make", "fuzz", "FUZZ_ARGS=--inputs 1000000"]]),
+    Step("fuzz", f"{INPUTS} new inputs for each fuzz target",
+         [["make", "fuzz", f"FUZZ_ARGS=--inputs {INPUTS}"]]),
     Step("coverage", "which lines the tests run: 90 % of each folder", [["make", "coverage"]]),
     Step("faults", "seeded faults, one at a time: each is noticed", [["make", "faults"]]),
 )

@@ -17,7 +17,7 @@ import time
 from faults import FAULTS
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-PATIENCE = 240  # seconds for a test program: a hang is noticed too
+PATIENCE = 60  # seconds for tests that take none, and more for others: a hang is noticed too
 
 
 def run(command, **options):

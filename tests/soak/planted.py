@@ -35,7 +35,7 @@ class Descriptors(Kind):
 
 class Threads(WithRobot):
     """Begins calls that go on and on."""
-    pause = 3.0
+    pause = 2.0
 
     def __init__(self, place):
         super().__init__(place)

@@ -10,7 +10,9 @@ certainty. --plant lets clients do harm on purpose: then every row must fail.
 """
 import argparse
 import collections
+import contextlib
 import os
+import socket
 import sys
 import tempfile
 import threading
@@ -30,7 +32,9 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 MEMORY = ("Rss", "Pss_Anon")
 LIMIT = 1.0  # MiB an hour
 LOOK = 1.0  # seconds between two samples
-HURRY = 5.0  # by which pauses are shorter in the first third
+HURRY = 10.0  # by which pauses are shorter in the first third
+ROUNDS, AT_ONCE = 10, 100  # connections before the first third
+REMEMBERED = 1100  # kinds of calls then; the robot keeps 1,024
 
 
 @dataclass(frozen=True)
@@ -146,9 +150,27 @@ def end(robot, ledger, threads):
             Row("the robot's end", f"status {status} after {seconds:.1f} s", status == 0)]
 
 
+def fill(robot):
+    """More at once than ever comes later. The C library keeps what its arenas once needed, and the
+    robot remembers one call of each method and first argument, up to a number; both would look like
+    growth for many minutes."""
+    host, port = robot.address.rsplit(":", 1)
+    for _ in range(ROUNDS):
+        with contextlib.ExitStack() as open_ones:
+            for _ in range(AT_ONCE):
+                open_ones.enter_context(socket.create_connection((host, int(port))))
+            for address in [robot.address, "unix:" + robot.socket] * (AT_ONCE // 4):
+                open_ones.enter_context(tavro.Robot(address, name="soak-fill", timeout=60))
+    with tavro.Robot(robot.address, name="soak-fill") as client:
+        memory = client.service("HBMemory")
+        for i in range(REMEMBERED):
+            memory.listKeys(f"Soak/{i}/{'x' * 250}")
+
+
 def run(place, minutes, kinds, patience):
     """The life of all clients. Returns samples, ledger, and the rows about their end."""
     ledger, is_over, is_steady = Ledger(patience), threading.Event(), threading.Event()
+    fill(place.robot)
     threads = [threading.Thread(target=work, args=(kind, place, ledger, is_over, is_steady),
                                 daemon=True) for kind in kinds]
     for thread in threads:
