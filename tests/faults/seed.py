@@ -17,7 +17,8 @@ import time
 from faults import FAULTS
 
 ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
-PATIENCE = 60  # seconds for tests that take none, and more for others: a hang is noticed too
+# Seconds for the tests that are about a fault, and for all of a program: a hang is noticed too.
+PATIENCE, PATIENCE_WITH_ALL = 60, 600
 
 
 def run(command, **options):
@@ -53,7 +54,8 @@ def failures(tree, fault, tests):
     """Which of these tests failed; none when the fault went unnoticed."""
     try:
         done = run([f"build/bin/{fault.program}", "--gtest_brief=1",
-                    f"--gtest_filter={tests}"], cwd=tree, timeout=PATIENCE)
+                    f"--gtest_filter={tests}"], cwd=tree,
+                   timeout=PATIENCE_WITH_ALL if tests == "*" else PATIENCE)
     except subprocess.TimeoutExpired:
         return ["(it hung)"]
     if done.returncode == 0:

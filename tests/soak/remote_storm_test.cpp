@@ -1,6 +1,7 @@
 // Every published method of the LED service at once, from many clients outside, on the real modules
 // of a robot in this process, while clients come and go, watch, lend and change their minds. The
-// thread sanitizer watches. REMOTE_STORM_SECONDS in the environment says for how long.
+// thread sanitizer watches. REMOTE_STORM_SECONDS in the environment says for how long; with
+// REMOTE_STORM_PLANT a method that clients call has a race.
 #include <gmock/gmock.h>
 
 #include <array>
@@ -40,6 +41,13 @@ class RemoteStorm : public testing::Test {
       fLoader.load(std::string(ROBOT_MODULE_DIRECTORY "/lib") + name + ".so");
     }
     EXPECT_TRUE(fLoader.waitUntilAllStand()) << fLoader.failure().text;
+    xo::ObjectBuilder builder;
+    builder.add(xo::makeMethod<void()>({"count", "", {}, {}, {}}, [this] {
+      if (!fIsPlanted) return;
+      std::this_thread::sleep_for(5ms);  // for so long that another thread takes over receiving
+      ++fCounted;
+    }));
+    fPlanted = fSession->registerService("Planted", std::move(builder));
   }
   ~RemoteStorm() override {
     end();
@@ -93,6 +101,7 @@ class RemoteStorm : public testing::Test {
     if (random() % 2 == 0) options.completion = remote::Completion::kFinished;
     robot.call("HBLeds", fRows[row].method, fRows[row].args, options);
     ++fCalls[row];
+    robot.call("Planted", "count", {});
   }
   static void changeMind(RobotClient& robot, std::mt19937& random) {
     const std::vector<HB::HBValue> fade{"FaceLeds", 0.5F, kDay};
@@ -134,6 +143,9 @@ class RemoteStorm : public testing::Test {
   tavro::OutputTap fTap{std::cout};
   tavro::ModuleLoader fLoader{fBroker, fTap};
   const std::vector<Command> fRows = tavro::everyCommand();
+  const bool fIsPlanted = std::getenv("REMOTE_STORM_PLANT") != nullptr;
+  int fCounted = 0;
+  std::unique_ptr<xo::Session::Registration> fPlanted;
   std::array<std::atomic<int>, 64> fCalls{};
   std::atomic<int> fSteps{0};
   mutable std::atomic<int> fConnections{0};
