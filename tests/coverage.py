@@ -64,11 +64,16 @@ def export(build, profiles):
     first, *others = objects(build)
     command = ["llvm-cov-14", "export", f"-instr-profile={merged}", first]
     command += [f"-object={other}" for other in others]
-    command.append(f"--ignore-filename-regex=(/test/|^{build}/|^/usr/)")
+    command.append("--ignore-filename-regex=(/test/|^/usr/)")
     report = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
-    return [{"path": os.path.relpath(file["filename"], ROOT), "missed": missed(file),
-             "count": file["summary"]["lines"]["count"], "ran": file["summary"]["lines"]["covered"]}
-            for file in json.loads(report.stdout)["data"][0]["files"]]
+    files = []
+    for file in json.loads(report.stdout)["data"][0]["files"]:
+        path = os.path.normpath(file["filename"])  # a compiler cache goes by way of the build folder
+        if not path.startswith(build + os.sep):
+            files.append({"path": os.path.relpath(path, ROOT), "missed": missed(file),
+                          "count": file["summary"]["lines"]["count"],
+                          "ran": file["summary"]["lines"]["covered"]})
+    return files
 
 
 def missed(file):
