@@ -2,6 +2,7 @@
 them use what every client may use; nothing of the product is made for them."""
 import time
 
+import tavro
 from tavro import Robot
 
 from clients import HOUR, Kind, WithRobot
@@ -33,16 +34,24 @@ class Descriptors(Kind):
             robot.close()
 
 
+class Sleeper:
+    """Answers no call."""
+
+    def sleep(self):
+        tavro.wait_for_stop(HOUR)
+
+
 class Threads(WithRobot):
-    """Begins calls that go on and on."""
-    pause = 2.0
+    """Begins calls that do not come back; each holds a thread of the robot, whatever modules go."""
+    pause = 1.5
 
     def __init__(self, place):
         super().__init__(place)
+        self.lent = self.robot.lend("Sleeper", Sleeper())
         self.begun = []
 
     def step(self):
-        self.begun.append(self.leds.earLedsSetAngle.start(90, HOUR, True))
+        self.begun.append(self.robot.service("Sleeper").sleep.start())
 
 
 class Log(WithRobot):

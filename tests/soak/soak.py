@@ -92,7 +92,8 @@ def work(kind, place, ledger, is_over, is_steady):
     """A client's life, on a thread of its own."""
     name = kind.__name__
     client = None
-    while not is_over.wait(kind.pause if is_steady.is_set() else kind.pause / HURRY):
+    hurry = 1.0 if kind in planted.ALL else HURRY
+    while not is_over.wait(kind.pause if is_steady.is_set() else kind.pause / hurry):
         ledger.begin(name)
         error = None
         try:
