@@ -24,7 +24,7 @@ help:
 	@echo "make test-asan the tests under the address and undefined-behaviour sanitizers"
 	@echo "make fuzz      hostile input, a minute a target; FUZZ_ARGS='--inputs 1000000' for the long run"
 	@echo "make test-tsan the tests that race under the thread sanitizer (clang)"
-	@echo "make torture   the long runs: 1,000 times all modules away and back, 100 under each sanitizer"
+	@echo "make torture   everything that takes long, hours in all; ONLY=soak runs one step, see docs/reliability.md"
 	@echo "make coverage  which lines the tests run"
 	@echo "make faults    seeds faults one at a time; each must be noticed"
 	@echo "make bench     the speed tables"
@@ -62,13 +62,13 @@ test: test-deps build/build.ninja
 	@ctest --test-dir build --output-on-failure -j $(JOBS)
 
 # A leak, a misuse or a race ends the test that has it.
-test-asan torture: export ASAN_OPTIONS = detect_leaks=1:strict_string_checks=1
-test-asan torture: export UBSAN_OPTIONS = print_stacktrace=1
+test-asan: export ASAN_OPTIONS = detect_leaks=1:strict_string_checks=1
+test-asan: export UBSAN_OPTIONS = print_stacktrace=1
 test-asan: test-deps build-asan/build.ninja
 	@cmake --build build-asan -j $(JOBS) --target $(TARGETS)
 	@ctest --test-dir build-asan --output-on-failure -j $(JOBS) -LE source $(CTEST_ARGS)
 
-test-tsan torture: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
+test-tsan: export TSAN_OPTIONS = halt_on_error=1:second_deadlock_stack=1
 test-tsan: test-deps build-tsan/build.ninja
 	@cmake --build build-tsan -j $(JOBS) --target tests_tsan
 	@ctest --test-dir build-tsan --output-on-failure -j $(JOBS) -L tsan $(CTEST_ARGS)
@@ -82,26 +82,20 @@ fuzz: test-deps build-fuzz/build.ninja
 	@cmake --build build-fuzz -j $(JOBS) --target fuzzers
 	@python3 fuzz/run.py build-fuzz $(FUZZ_ARGS)
 
-# What takes too long for every day, straight from the programs, so that each shows how it goes on.
-TORTURE_ROUNDS ?= 1000
-torture: test-deps build/build.ninja build-asan/build.ninja build-tsan/build.ninja
-	@for kind in build build-asan build-tsan; do \
-	  cmake --build $$kind -j $(JOBS) --target unload_test || exit 1; \
-	done
-	@echo "=== Modules away and back, $(TORTURE_ROUNDS) times"
-	@UNLOAD_ROUNDS=$(TORTURE_ROUNDS) build/bin/unload_test
-	@echo "=== Under the address, leak and undefined-behaviour sanitizers, 100 times"
-	@UNLOAD_ROUNDS=100 build-asan/bin/unload_test
-	@echo "=== Under the thread sanitizer, 100 times"
-	@UNLOAD_ROUNDS=100 build-tsan/bin/unload_test
+# What takes too long for every day, step by step: make torture ONLY=soak,fuzz; RESUME=1 leaves out
+# what passed at this commit.
+ONLY ?=
+RESUME ?=
+torture: bench-deps
+	@JOBS=$(JOBS) python3 tests/torture.py --only '$(ONLY)' $(if $(RESUME),--resume)
 
 # Every test once more, counting lines; then faults, one at a time.
 coverage: test-deps build-coverage/build.ninja
 	@cmake --build build-coverage -j $(JOBS) --target tests_all
-	@python3 tests/coverage.py build-coverage
+	@/usr/bin/python3 tests/coverage.py build-coverage --jobs $(JOBS)
 
 faults: test-deps
-	@python3 tests/faults/seed.py build-faults
+	@python3 tests/faults/seed.py build-faults --jobs $(JOBS)
 
 bench: bench-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks

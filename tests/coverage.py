@@ -1,9 +1,9 @@
 """Which lines of the sources the tests run: a table by folder, from a build of the preset coverage.
 
-    tests/coverage.py BUILD [--least PERCENT] [--lines FOLDER]
+    tests/coverage.py BUILD [--least PERCENT] [--jobs N] [--lines FOLDER] [--again]
 
-Runs every test of that build. Fails when a folder that is counted stays below PERCENT. --lines lists
-the lines of FOLDER that no test runs.
+Runs every test of that build. Fails when one fails, and when a folder stays below PERCENT. --lines
+lists the lines of FOLDER that no test runs.
 """
 import argparse
 import glob
@@ -14,16 +14,40 @@ import subprocess
 import sys
 
 FOLDERS = ("framework", "hardware", "services", "access", "remote", "web", "tavro", "tools")
+PACKAGE = "clients/python/tavro"
 ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
 
+# What every Python that finds the package on its path runs first.
+HOOK = "import coverage\ncoverage.process_startup()\n"
+PYTHON_SETTINGS = """[run]
+source = {package}
+omit = */v1/*
+data_file = {profiles}/python
+parallel = True
+sigterm = True
+"""
 
-def run_tests(build, profiles):
+
+def prepare_python(build, profiles):
+    """Returns the environment in which the package's lines are counted, in every process."""
+    settings = os.path.join(build, "python-coverage.cfg")
+    with open(settings, "w", encoding="utf-8") as file:
+        file.write(PYTHON_SETTINGS.format(package=os.path.join(build, "python", "tavro"),
+                                          profiles=profiles))
+    with open(os.path.join(build, "python", "sitecustomize.py"), "w", encoding="utf-8") as file:
+        file.write(HOOK)
+    return {"COVERAGE_PROCESS_START": settings}
+
+
+def run_tests(build, profiles, jobs):
+    """Returns whether all passed."""
     shutil.rmtree(profiles, ignore_errors=True)
-    environment = dict(os.environ, LLVM_PROFILE_FILE=f"{profiles}/%4m.profraw")
+    os.makedirs(profiles)
+    environment = dict(os.environ, LLVM_PROFILE_FILE=f"{profiles}/%4m.profraw",
+                       **prepare_python(build, profiles))
     done = subprocess.run(["ctest", "--test-dir", build, "--output-on-failure", "-LE", "source",
-                           "-j", str(os.cpu_count())], env=environment)
-    if done.returncode != 0:
-        sys.exit("tests failed")
+                           "-j", jobs], env=environment)
+    return done.returncode == 0
 
 
 def objects(build):
@@ -40,9 +64,16 @@ def export(build, profiles):
     first, *others = objects(build)
     command = ["llvm-cov-14", "export", f"-instr-profile={merged}", first]
     command += [f"-object={other}" for other in others]
-    command.append("--ignore-filename-regex=(/test/|build|/usr/)")
+    command.append("--ignore-filename-regex=(/test/|^/usr/)")
     report = subprocess.run(command, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
-    return json.loads(report.stdout)["data"][0]["files"]
+    files = []
+    for file in json.loads(report.stdout)["data"][0]["files"]:
+        path = os.path.normpath(file["filename"])  # a compiler cache goes by way of the build folder
+        if not path.startswith(build + os.sep):
+            files.append({"path": os.path.relpath(path, ROOT), "missed": missed(file),
+                          "count": file["summary"]["lines"]["count"],
+                          "ran": file["summary"]["lines"]["covered"]})
+    return files
 
 
 def missed(file):
@@ -51,34 +82,56 @@ def missed(file):
                    if segment[3] and segment[4] and segment[2] == 0})
 
 
+def export_python(build, profiles):
+    """The same of the package's statements."""
+    tool = [sys.executable, "-m", "coverage"]
+    options = {"cwd": build, "check": True, "stdout": subprocess.DEVNULL,
+               "env": dict(os.environ, COVERAGE_RCFILE=os.path.join(build, "python-coverage.cfg"))}
+    subprocess.run([*tool, "combine", "--keep", "-q"], **options)
+    report = os.path.join(build, "python-coverage.json")
+    subprocess.run([*tool, "json", "-q", "-o", report], **options)
+    with open(report, encoding="utf-8") as file:
+        files = json.load(file)["files"]
+    package = os.path.join(build, "python", "tavro")
+    return [{"path": os.path.join(PACKAGE, os.path.relpath(os.path.join(build, path), package)),
+             "missed": file["missing_lines"], "count": file["summary"]["num_statements"],
+             "ran": file["summary"]["covered_lines"]} for path, file in files.items()]
+
+
+def table(files):
+    """Prints it. Returns the percent by folder."""
+    percents = {}
+    print(f"{'folder':22}{'lines':>8}{'run':>8}{'percent':>9}")
+    for folder in (*FOLDERS, PACKAGE):
+        own = [file for file in files if file["path"].startswith(folder + "/")]
+        count, ran = (sum(file[key] for file in own) for key in ("count", "ran"))
+        if count == 0:
+            sys.exit(f"no line of {folder} was compiled")
+        percents[folder] = 100 * ran / count
+        print(f"{folder:22}{count:8}{ran:8}{percents[folder]:8.1f}%")
+    return percents
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("build")
     parser.add_argument("--least", type=float, default=90, metavar="PERCENT")
+    parser.add_argument("--jobs", default=str(os.cpu_count()), metavar="N")
     parser.add_argument("--lines", metavar="FOLDER")
     parser.add_argument("--again", action="store_true", help="show the last run, run nothing")
     options = parser.parse_args()
-    profiles = os.path.abspath(os.path.join(options.build, "profiles"))
-    if not options.again:
-        run_tests(options.build, profiles)
-    files = [(os.path.relpath(file["filename"], ROOT), file)
-             for file in export(options.build, profiles)]
-    low = []
-    print(f"{'folder':12}{'lines':>8}{'run':>8}{'percent':>9}")
-    for folder in FOLDERS:
-        lines = [file["summary"]["lines"] for path, file in files if path.startswith(folder + "/")]
-        count, ran = (sum(one[key] for one in lines) for key in ("count", "covered"))
-        if count == 0:
-            sys.exit(f"no line of {folder} was compiled")
-        percent = 100 * ran / count
-        print(f"{folder:12}{count:8}{ran:8}{percent:8.1f}%")
-        if percent < options.least:
-            low.append(folder)
-    for path, file in files:
-        if options.lines and path.startswith(options.lines) and missed(file):
-            print(f"{path}: {', '.join(map(str, missed(file)))}")
-    if low:
-        sys.exit(f"below {options.least:g} %: {', '.join(low)}")
+    build = os.path.abspath(options.build)
+    profiles = os.path.join(build, "profiles")
+    have_passed = options.again or run_tests(build, profiles, options.jobs)
+    files = export(build, profiles) + export_python(build, profiles)
+    percents = table(files)
+    for file in files:
+        if options.lines and file["path"].startswith(options.lines) and file["missed"]:
+            print(f"{file['path']}: {', '.join(map(str, file['missed']))}")
+    low = [folder for folder, percent in percents.items() if percent < options.least]
+    faults = [f"below {options.least:g} %: {', '.join(low)}"] if low else []
+    faults += [] if have_passed else ["tests failed"]
+    sys.exit("; ".join(faults) if faults else 0)
 
 
 main()

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "remote/proto/convert.h"
+#include "remote/proto/handover.h"
 
 namespace remote {
 namespace {
@@ -48,6 +49,7 @@ void LendLink::begin() {
   AddHold();  // until the robot has said everything: answers may be written until then
   *fRequest.mutable_offer() = fService->offer();
   fIsWriting = true;
+  handedOver(this);
   StartWrite(&fRequest);
   StartRead(&fReply);
   StartCall();
@@ -86,8 +88,10 @@ std::string LendLink::loss() const {
 }
 
 void LendLink::OnReadDone(bool ok) {
+  takenOver(this);
   if (ok) {
     received(fReply);
+    handedOver(this);
     StartRead(&fReply);
     return;
   }
@@ -97,7 +101,7 @@ void LendLink::OnReadDone(bool ok) {
     fIsOver = fAreReadsOver = true;
     mayRelease = mayReleaseLocked();
   }
-  if (mayRelease) RemoveHold();
+  if (mayRelease) handedOver(this)->RemoveHold();
 }
 
 bool LendLink::mayReleaseLocked() {
@@ -259,6 +263,7 @@ void LendLink::send(v1::LendRequest message) {
 }
 
 void LendLink::OnWriteDone(bool ok) {
+  takenOver(this);
   bool mayRelease = false;
   bool goesOn = false;
   {
@@ -272,11 +277,12 @@ void LendLink::OnWriteDone(bool ok) {
     }
     mayRelease = mayReleaseLocked();
   }
-  if (goesOn) StartWrite(&fRequest);
-  if (mayRelease) RemoveHold();
+  if (goesOn) StartWrite(&handedOver(this)->fRequest);
+  if (mayRelease) handedOver(this)->RemoveHold();
 }
 
 void LendLink::OnDone(const grpc::Status& status) {
+  takenOver(this);
   std::map<std::uint64_t, Call> lost;
   {
     std::scoped_lock lock(fMutex);

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "remote/proto/convert.h"
+#include "remote/proto/handover.h"
 
 namespace remote {
 namespace {
@@ -33,6 +34,7 @@ StartedCall::StartedCall(RobotClient::Connection& connection, const v1::CallRequ
 void StartedCall::begin() {
   fConnection.stub->async()->Start(&fContext, this);
   AddHold();  // until the robot has said everything: a cancellation may be written until then
+  handedOver(this);
   StartWrite(&fRequest);
   StartRead(&fReply);
   StartCall();
@@ -82,6 +84,7 @@ xo::Future<HB::HBValue> StartedCall::makeFuture() {
 }
 
 void StartedCall::OnReadDone(bool ok) {
+  takenOver(this);
   if (!ok) {
     bool isLast = false;
     {
@@ -89,7 +92,10 @@ void StartedCall::OnReadDone(bool ok) {
       fIsOver = true;
       isLast = !fIsWriting;
     }
-    if (isLast) RemoveHold();
+    if (isLast) {
+      handedOver(this);
+      RemoveHold();
+    }
     return;
   }
   std::shared_ptr<State> future;
@@ -107,6 +113,7 @@ void StartedCall::OnReadDone(bool ok) {
     }
   }
   if (future) settle(*future);
+  handedOver(this);
   StartRead(&fReply);
 }
 
@@ -131,10 +138,12 @@ void StartedCall::cancel() {
 
 void StartedCall::writeCancel() {
   fRequest.mutable_cancel();
+  handedOver(this);
   StartWrite(&fRequest);
 }
 
 void StartedCall::OnWriteDone(bool) {
+  takenOver(this);
   bool isLast = false;
   {
     std::scoped_lock lock(fMutex);
@@ -143,6 +152,7 @@ void StartedCall::OnWriteDone(bool) {
     if (!fIsWriting && !isLast) return;
   }
   if (isLast) {
+    handedOver(this);
     RemoveHold();
   } else {
     writeCancel();
@@ -155,6 +165,7 @@ void StartedCall::abort() {
 }
 
 void StartedCall::OnDone(const grpc::Status& status) {
+  takenOver(this);
   std::shared_ptr<State> future;
   std::optional<xo::Future<HB::HBValue>> unused;  // let go of after the lock
   {

@@ -9,6 +9,7 @@
 
 #include "framework/xo/log.h"
 #include "framework/xo/os.h"
+#include "remote/proto/handover.h"
 
 namespace remote {
 namespace {
@@ -90,6 +91,7 @@ void Crew::lead() {
   void* tag = nullptr;
   bool ok = false;
   while (fQueue.Next(&tag, &ok)) {
+    takenOver(tag);
     fTurn = ++turn;
     if (fIsWatcherAsleep) wakeWatcher();
     tLead = {this, turn};

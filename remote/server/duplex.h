@@ -58,8 +58,8 @@ class Duplex : public Endable,
     stream->fMethod = &method;
     stream->fEndables = &endables;
     stream->fCounted = std::move(counted);
-    stream->fContext.AsyncNotifyWhenDone(&stream->fEnded);
-    method.ask(&stream->fContext, &stream->fMessages, &stream->fArrived);
+    stream->fContext.AsyncNotifyWhenDone(handedOver(&stream->fEnded));
+    method.ask(&stream->fContext, &stream->fMessages, handedOver(&stream->fArrived));
   }
 
   void endWithServer() override {
@@ -101,7 +101,7 @@ class Duplex : public Endable,
       if (fIsFinished) return;
       ++fTags;
     }
-    fMessages.Read(&fRequest, &fRead);
+    fMessages.Read(&fRequest, handedOver(&fRead));
   }
 
   /// False, and nothing happens, once the end has come.
@@ -130,7 +130,7 @@ class Duplex : public Endable,
                   std::to_string(kQueuedBytes) + " bytes"});
       return false;
     }
-    fMessages.Write(reply, &fWritten);
+    fMessages.Write(reply, handedOver(&fWritten));
     return true;
   }
   /// It was cut off because it does not read.
@@ -150,7 +150,7 @@ class Duplex : public Endable,
       std::scoped_lock lock(fMutex);
       ++fTags;
     }
-    fMessages.Write(first, &fWritten);
+    fMessages.Write(first, handedOver(&fWritten));
   }
   /// Drops what was kept, and ends.
   void releaseAndEnd(const grpc::Status& status) {
@@ -173,7 +173,7 @@ class Duplex : public Endable,
       if (fIsWriting) return;
       fIsFinished = true;
     }
-    fMessages.Finish(status, &fSent);
+    fMessages.Finish(status, handedOver(&fSent));
   }
   /// Ends at once whatever the client does, and drops what was not sent.
   void cutOff(const grpc::Status& status) {
@@ -241,9 +241,9 @@ class Duplex : public Endable,
       }
     }
     if (next) {
-      fMessages.Write(*next, &fWritten);
+      fMessages.Write(*next, handedOver(&fWritten));
     } else if (wantedEnd) {
-      fMessages.Finish(*wantedEnd, &fSent);
+      fMessages.Finish(*wantedEnd, handedOver(&fSent));
     } else {
       drained();
     }

@@ -11,6 +11,7 @@
 #include <mutex>
 
 #include "access/access.h"
+#include "remote/proto/handover.h"
 #include "remote/server/crew.h"
 
 namespace remote {
@@ -58,8 +59,9 @@ class Exchange final : public std::enable_shared_from_this<Exchange<Request, Rep
   static void expect(const Method& method, std::shared_ptr<void> counted) {
     const auto exchange = std::make_shared<Exchange>(method, std::move(counted));
     exchange->fSelf = exchange;
-    exchange->context.AsyncNotifyWhenDone(&exchange->fEnded);
-    method.ask(&exchange->context, &exchange->request, &exchange->fResponder, &exchange->fArrived);
+    exchange->context.AsyncNotifyWhenDone(handedOver(&exchange->fEnded));
+    method.ask(&exchange->context, &exchange->request, &exchange->fResponder,
+               handedOver(&exchange->fArrived));
   }
 
   Exchange(const Method& method, std::shared_ptr<void> counted)
@@ -68,9 +70,9 @@ class Exchange final : public std::enable_shared_from_this<Exchange<Request, Rep
   void sendReply(const grpc::Status& status) {
     if (fIsReplied.exchange(true)) return;
     if (status.ok()) {
-      fResponder.Finish(reply, status, &fSent);
+      fResponder.Finish(reply, status, handedOver(&fSent));
     } else {
-      fResponder.FinishWithError(status, &fSent);
+      fResponder.FinishWithError(status, handedOver(&fSent));
     }
   }
 

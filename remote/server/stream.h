@@ -44,8 +44,9 @@ class Stream : public Endable, public std::enable_shared_from_this<Stream<Reques
     stream->fMethod = &method;
     stream->fEndables = &endables;
     stream->fCounted = std::move(counted);
-    stream->fContext.AsyncNotifyWhenDone(&stream->fEnded);
-    method.ask(&stream->fContext, &stream->fRequest, &stream->fWriter, &stream->fArrived);
+    stream->fContext.AsyncNotifyWhenDone(handedOver(&stream->fEnded));
+    method.ask(&stream->fContext, &stream->fRequest, &stream->fWriter,
+               handedOver(&stream->fArrived));
   }
 
   void endWithServer() override {
@@ -78,7 +79,7 @@ class Stream : public Endable, public std::enable_shared_from_this<Stream<Reques
       if (fPhase != Phase::kIdle) return false;
       fPhase = Phase::kWriting;
     }
-    fWriter.Write(reply, &fWritten);
+    fWriter.Write(reply, handedOver(&fWritten));
     return true;
   }
 
@@ -92,7 +93,7 @@ class Stream : public Endable, public std::enable_shared_from_this<Stream<Reques
       }
       fPhase = Phase::kFinished;
     }
-    fWriter.Finish(status, &fSent);
+    fWriter.Finish(status, handedOver(&fSent));
   }
 
  private:
@@ -125,7 +126,7 @@ class Stream : public Endable, public std::enable_shared_from_this<Stream<Reques
       fPhase = wantedEnd ? Phase::kFinished : Phase::kIdle;
     }
     if (wantedEnd) {
-      fWriter.Finish(*wantedEnd, &fSent);
+      fWriter.Finish(*wantedEnd, handedOver(&fSent));
     } else {
       written();
     }

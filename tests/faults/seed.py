@@ -1,18 +1,24 @@
 """Makes the faults of faults.py, one at a time, and sees whether a test notices.
 
-    tests/faults/seed.py FOLDER [WORD]
+    tests/faults/seed.py FOLDER [--jobs N] [--list | --fit] [WORD]
 
 Works on a copy of the last commit, in FOLDER (git-ignored). WORD picks the faults whose text has it.
-Fails when a fault goes unnoticed, or no longer fits the code.
+For each only the test program that is to notice, and what it is made of, is built again. Fails when
+a fault goes unnoticed, or no longer fits the code; --fit looks at that alone, in the sources here.
 """
+import argparse
 import os
 import re
+import shutil
 import subprocess
 import sys
+import time
 
 from faults import FAULTS
 
-PATIENCE = 240  # seconds for a test program: a hang is noticed too
+ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+# Seconds for the tests that are about a fault, and for all of a program: a hang is noticed too.
+PATIENCE, PATIENCE_WITH_ALL = 60, 600
 
 
 def run(command, **options):
@@ -35,18 +41,21 @@ def prepare(tree):
         require(["git", "worktree", "prune"])
         require(["git", "worktree", "add", "-q", "--detach", tree, commit])
     if not os.path.exists(f"{tree}/build/build.ninja"):
-        require(["cmake", "--preset", "release"], cwd=tree)
+        # With a compiler cache, mending a fault costs nothing.
+        cached = ["-DCMAKE_CXX_COMPILER_LAUNCHER=ccache"] if shutil.which("ccache") else []
+        require(["cmake", "--preset", "release", *cached], cwd=tree)
 
 
-def build(tree, program):
-    return run(["cmake", "--build", "build", "--target", program], cwd=tree)
+def build_command(programs, jobs):
+    return ["cmake", "--build", "build", "-j", jobs, "--target", *programs]
 
 
-def test(tree, fault):
-    """Which tests failed; none when the fault went unnoticed."""
+def failures(tree, fault, tests):
+    """Which of these tests failed; none when the fault went unnoticed."""
     try:
         done = run([f"build/bin/{fault.program}", "--gtest_brief=1",
-                    f"--gtest_filter={fault.filter}"], cwd=tree, timeout=PATIENCE)
+                    f"--gtest_filter={tests}"], cwd=tree,
+                   timeout=PATIENCE_WITH_ALL if tests == "*" else PATIENCE)
     except subprocess.TimeoutExpired:
         return ["(it hung)"]
     if done.returncode == 0:
@@ -54,20 +63,42 @@ def test(tree, fault):
     return sorted(set(re.findall(r"^\[  FAILED  \] (\w[^\s,]*\.[^\s,]+)", done.stdout, re.M))) or ["(died)"]
 
 
-def verdict(tree, fault):
-    """What became of a fault, and whether that is as it should be."""
-    path = os.path.join(tree, fault.file)
-    with open(path, encoding="utf-8") as file:
+def read(tree, fault):
+    """The text of the file that is to be made faulty. Errors: ValueError when it does not fit."""
+    with open(os.path.join(tree, fault.file), encoding="utf-8") as file:
         text = file.read()
     if text.count(fault.was) != 1:
-        return f"stands {text.count(fault.was)} times in {fault.file}, not once", False
+        raise ValueError(f"stands {text.count(fault.was)} times in {fault.file}, not once")
+    return text
+
+
+def fit(faults):
+    """Whether all fit the sources here; prints those that do not."""
+    misfits = 0
+    for fault in faults:
+        try:
+            read(ROOT, fault)
+        except (OSError, ValueError) as error:
+            misfits += 1
+            print(f"{fault.what}: {error}")
+    print(f"{len(faults)} faults, {misfits} of them do not fit the code")
+    return misfits == 0
+
+
+def verdict(tree, fault, jobs):
+    """What became of a fault, and whether that is as it should be."""
+    path = os.path.join(tree, fault.file)
+    try:
+        text = read(tree, fault)
+    except ValueError as error:
+        return str(error), False
     try:
         with open(path, "w", encoding="utf-8") as file:
             file.write(text.replace(fault.was, fault.becomes))
-        built = build(tree, fault.program)
+        built = run(build_command([fault.program], jobs), cwd=tree)
         if built.returncode != 0:
             return f"does not compile:\n{built.stdout[-1000:]}", False
-        noticed = test(tree, fault)
+        noticed = failures(tree, fault, fault.filter) or failures(tree, fault, "*")
     finally:
         with open(path, "w", encoding="utf-8") as file:
             file.write(text)
@@ -78,18 +109,33 @@ def verdict(tree, fault):
 
 
 def main():
-    folder, word = sys.argv[1], "".join(sys.argv[2:])
-    tree = os.path.join(folder, "tree")
+    parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
+    parser.add_argument("folder")
+    parser.add_argument("--jobs", default=str(os.cpu_count()), metavar="N")
+    parser.add_argument("--list", action="store_true", help="what there is")
+    parser.add_argument("--fit", action="store_true", help="only whether they fit the sources")
+    parser.add_argument("word", nargs="?", default="")
+    options = parser.parse_args()
+    chosen = [fault for fault in FAULTS if options.word in fault.what]
+    if options.list:
+        print("\n".join(f"{fault.program:12} {fault.what}" for fault in chosen))
+        return
+    if options.fit:
+        sys.exit(0 if fit(chosen) else 1)
+    tree = os.path.join(options.folder, "tree")
     prepare(tree)
-    chosen = [fault for fault in FAULTS if word in fault.what]
-    for program in sorted({fault.program for fault in chosen}):  # what is not faulty passes
-        require(["cmake", "--build", "build", "--target", program], cwd=tree)
-        require([f"build/bin/{program}", "--gtest_brief=1"], cwd=tree)
+    programs = sorted({fault.program for fault in chosen})
+    if programs:
+        require(build_command(programs, options.jobs), cwd=tree)
+    for fault in chosen:  # what is not faulty passes, on a busy machine at the second attempt
+        if failures(tree, fault, fault.filter) and (failed := failures(tree, fault, fault.filter)):
+            sys.exit(f"without a fault, fails: {', '.join(failed)}")
     failed = 0
     for fault in chosen:
-        text, is_good = verdict(tree, fault)
+        began = time.monotonic()
+        text, is_good = verdict(tree, fault, options.jobs)
         failed += not is_good
-        print(f"{fault.what}: {text}", flush=True)
+        print(f"{fault.what}: {text} ({time.monotonic() - began:.0f} s)", flush=True)
     print(f"{len(chosen) - failed} of {len(chosen)} faults noticed")
     sys.exit(1 if failed or not chosen else 0)
 
