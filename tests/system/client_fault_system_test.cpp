@@ -127,8 +127,10 @@ std::optional<double> cancelCalls(HarmedRobot& robot) {
 std::optional<double> cancelFutures(HarmedRobot& robot) {
   const auto client = remote::RobotClient::connect(robot.address());
   const std::vector<HBValue> args{"EarLeds", 1.0F, 60.0F};
+  constexpr int kFutures = 1000;
   std::vector<xo::Future<HBValue>> futures;
-  for (int i = 0; i < 1000; ++i) {
+  futures.reserve(kFutures);
+  for (int i = 0; i < kFutures; ++i) {
     futures.push_back(*client->start("HBLeds", "fade", args).future);
   }
   for (const auto& future : futures) future.cancel();

@@ -25,8 +25,9 @@ class WallClock {
  public:
   WallClock() { set(0s); }
   std::vector<std::string> environment() const {
-    return {"LD_PRELOAD=" FAKETIME_LIBRARY, "FAKETIME_TIMESTAMP_FILE=" + fFolder.file("offset"),
-            "FAKETIME_NO_CACHE=1", "DONT_FAKE_MONOTONIC=1", "FAKETIME_DONT_FAKE_MONOTONIC=1"};
+    return {std::string("LD_PRELOAD=") + FAKETIME_LIBRARY,
+            "FAKETIME_TIMESTAMP_FILE=" + fFolder.file("offset"), "FAKETIME_NO_CACHE=1",
+            "DONT_FAKE_MONOTONIC=1", "FAKETIME_DONT_FAKE_MONOTONIC=1"};
   }
   /// From now on it is so far from the true one.
   void set(std::chrono::seconds offset) {

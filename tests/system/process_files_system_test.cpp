@@ -140,7 +140,7 @@ TEST(RobotWithoutFiles, DoesNotSpinWhileNobodyCanBeTakenIn) {
   const double busy = load(robot);
   std::cout << "measured: no file left: " << 100 * busy << " % of a core, " << 100 * calm
             << " % before\n";
-  EXPECT_LT(busy, 0.5);  // who spins takes a whole one
+  EXPECT_LT(busy, 0.1);  // who spins takes a whole one, or his part of it
   const auto start = std::chrono::steady_clock::now();
   robot.robot().process().signal(SIGTERM);
   EXPECT_EQ(robot.robot().process().wait().status, 0);
