@@ -60,7 +60,7 @@ STEPS = (
          [*build("build", "tests_all"),
           ["ctest", "--test-dir", "build", "--output-on-failure", "--no-tests=error", "-R",
            "^((client|process)_.*_system_test|python_property)$", "--timeout", "7200"]],
-         {"RACK_LONG": "1"}),
+         {"RACK_LONG": "1", "FAULT_ROUNDS": "10"}),
     Step("soak", f"{MINUTES} minutes of steady work of all kinds of clients",
          [*build("build", "robot", "python"),
           [PYTHON, "tests/soak/soak.py", "build/bin/tavro", "build/bin/ledctl", "--minutes", MINUTES,

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
@@ -12,6 +13,7 @@
 #include <array>
 #include <cerrno>
 #include <chrono>
+#include <cstdint>
 #include <system_error>
 
 #include "framework/xo/log.h"
@@ -30,6 +32,10 @@ constexpr std::chrono::seconds kBetweenWarnings{10};
 constexpr int kSendBytes = 128 * 1024;
 /// Before another try when no connection can be taken in for want of files or memory.
 constexpr std::chrono::milliseconds kBreath{50};
+/// How often connections are looked at, and so many looks in a row find a lost one full.
+constexpr std::chrono::seconds kBetweenLooks{4};
+constexpr int kLooksFull = 4;
+const std::string kNotTakenIn = "No connection can be taken in: ";
 
 Descriptor require(int file) {
   if (file < 0) throw std::system_error(errno, std::system_category(), "connections");
@@ -76,8 +82,9 @@ Acceptor::Acceptor(std::vector<Way> ways, std::size_t mostConnections)
       fWays(std::move(ways)),
       fPoll(require(::epoll_create1(EPOLL_CLOEXEC))),
       fEnd(require(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))) {
-  bool isWatched = watch(fEnd.get(), EPOLLIN);
-  for (const Way& way : fWays) isWatched = isWatched && watch(way.listener.get(), EPOLLIN);
+  bool isWatched = watch(fEnd.get(), EPOLLIN, EPOLL_CTL_ADD);
+  for (const Way& way : fWays)
+    isWatched = isWatched && watch(way.listener.get(), EPOLLIN, EPOLL_CTL_ADD);
   if (!isWatched) throw std::system_error(errno, std::system_category(), "connections");
   fThread = std::thread([this] { run(); });
 }
@@ -88,30 +95,62 @@ Acceptor::~Acceptor() {
   fThread.join();
 }
 
-bool Acceptor::watch(int file, unsigned events) const {
+bool Acceptor::watch(int file, unsigned events, int how) const {
   epoll_event event{};
   event.events = events;
   event.data.fd = file;
-  return ::epoll_ctl(fPoll.get(), EPOLL_CTL_ADD, file, &event) == 0;
+  return ::epoll_ctl(fPoll.get(), how, file, &event) == 0;
 }
 
 void Acceptor::run() {
   xo::os::setCurrentThreadName("connections");
   std::array<epoll_event, 64> events{};
   for (;;) {
-    const int count = ::epoll_wait(fPoll.get(), events.data(), static_cast<int>(events.size()), -1);
+    const int count = ::epoll_wait(fPoll.get(), events.data(), static_cast<int>(events.size()),
+                                   millisecondsToLook());
     for (int i = 0; i < count; ++i) {
-      const int file = events[static_cast<std::size_t>(i)].data.fd;
+      const epoll_event& event = events[static_cast<std::size_t>(i)];
+      const int file = event.data.fd;
       if (file == fEnd.get()) return;
       const auto way = std::ranges::find_if(
           fWays, [file](const Way& one) { return one.listener.get() == file; });
       if (way != fWays.end()) {
         takeIn(*way);
       } else {
-        ended(file);
+        happened(file, event.events);
       }
     }
+    if (millisecondsToLook() == 0) look();
   }
+}
+
+int Acceptor::millisecondsToLook() const {
+  if (fConnections.empty()) return -1;
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(fNextLook - std::chrono::steady_clock::now());
+  return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+}
+
+/// Who is full is asked to tell when there is room again; nobody else costs a wake-up.
+void Acceptor::look() {
+  fNextLook = std::chrono::steady_clock::now() + kBetweenLooks;
+  std::vector<pollfd> all;
+  for (const auto& [file, open] : fConnections) all.push_back({file, POLLOUT, 0});
+  ::poll(all.data(), all.size(), 0);
+  for (const pollfd& one : all) {
+    if (one.revents != 0) continue;
+    int& looksFull = fConnections.at(one.fd).looksFull;
+    if (++looksFull == 1) watch(one.fd, EPOLLRDHUP | EPOLLOUT, EPOLL_CTL_MOD);
+    if (looksFull != kLooksFull) continue;
+    kLog.verbose("A client takes nothing of what it is sent: its connection ends");
+    ::shutdown(one.fd, SHUT_RDWR);
+  }
+}
+
+void Acceptor::happened(int file, unsigned events) {
+  if (events != EPOLLOUT) return ended(file);
+  fConnections.at(file).looksFull = 0;
+  watch(file, EPOLLRDHUP, EPOLL_CTL_MOD);
 }
 
 void Acceptor::takeIn(Way& way) {
@@ -119,7 +158,9 @@ void Acceptor::takeIn(Way& way) {
       ::accept4(way.listener.get(), nullptr, nullptr, SOCK_CLOEXEC | SOCK_NONBLOCK));
   if (connection.get() < 0) {
     // Its client may have gone. Else it still waits, and files may come free.
-    if (errno != EAGAIN && errno != ECONNABORTED) std::this_thread::sleep_for(kBreath);
+    if (errno == EAGAIN || errno == ECONNABORTED) return;
+    warn(kNotTakenIn + std::system_category().message(errno) + ": who comes waits");
+    std::this_thread::sleep_for(kBreath);
     return;
   }
   if (way.open >= fMost) {
@@ -131,10 +172,11 @@ void Acceptor::takeIn(Way& way) {
   (void)::setsockopt(connection.get(), SOL_SOCKET, SO_SNDBUF, &kSendBytes, sizeof(kSendBytes));
   Open open{Descriptor(::fcntl(connection.get(), F_DUPFD_CLOEXEC, 0)), &way};
   const int second = open.second.get();
-  if (second < 0 || !watch(second, EPOLLRDHUP)) {
+  if (second < 0 || !watch(second, EPOLLRDHUP, EPOLL_CTL_ADD)) {
     const std::string error = std::system_category().message(errno);
-    return turnAway(way, std::move(connection), "No connection can be taken in: " + error);
+    return turnAway(way, std::move(connection), kNotTakenIn + error);
   }
+  if (fConnections.empty()) fNextLook = std::chrono::steady_clock::now() + kBetweenLooks;
   fConnections.emplace(second, std::move(open));
   ++way.open;
   grpc::experimental::ExternalConnectionAcceptor::NewConnectionParameters parameters;
@@ -149,10 +191,14 @@ void Acceptor::turnAway(const Way& way, Descriptor connection, const std::string
     (void)::send(connection.get(), words.data(), words.size(), MSG_NOSIGNAL);
     ::shutdown(connection.get(), SHUT_WR);
   }
+  warn(why + ": another one was turned away");
+}
+
+void Acceptor::warn(const std::string& text) {
   const auto now = std::chrono::steady_clock::now();
   if (now - fLastWarning < kBetweenWarnings) return;
   fLastWarning = now;
-  kLog.warning(why + ": another one was turned away");
+  kLog.warning(text);
 }
 
 void Acceptor::ended(int file) {

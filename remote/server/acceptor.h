@@ -20,6 +20,8 @@ namespace remote {
 /// away; over TLS it is only turned away.
 ///
 /// A connection belongs to gRPC. A second descriptor of it is kept here and tells when it is over.
+/// One that takes nothing of what it is sent for longer than gRPC waits for an answer is ended: its
+/// client has stopped, and gRPC's own question would wait unsent for ever.
 class Acceptor {
  public:
   /// One way in.
@@ -40,10 +42,15 @@ class Acceptor {
  private:
   void run();
   /// False: errno tells why.
-  bool watch(int file, unsigned events) const;
+  bool watch(int file, unsigned events, int how) const;
   void takeIn(Way& way);
   void turnAway(const Way& way, Descriptor connection, const std::string& why);
+  void happened(int file, unsigned events);
   void ended(int file);
+  void look();
+  int millisecondsToLook() const;
+  /// Not each time.
+  void warn(const std::string& text);
 
   const std::size_t fMost;
   std::vector<Way> fWays;
@@ -52,8 +59,10 @@ class Acceptor {
   struct Open {
     Descriptor second;
     Way* way = nullptr;
+    int looksFull = 0;  // in a row
   };
-  std::map<int, Open> fConnections;  // by the second descriptor
+  std::map<int, Open> fConnections;                   // by the second descriptor
+  std::chrono::steady_clock::time_point fNextLook{};  // while there are connections
   std::chrono::steady_clock::time_point fLastWarning{};
   std::thread fThread;
 };

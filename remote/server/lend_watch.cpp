@@ -25,6 +25,7 @@ void LendWatch::add(std::weak_ptr<Pinged> lender) {
 
 void LendWatch::run() {
   xo::os::setCurrentThreadName("LendWatch");
+  std::chrono::steady_clock::duration stoodStill{0};
   std::unique_lock lock(fMutex);
   while (!fIsEnding) {
     if (fLenders.empty()) {
@@ -34,13 +35,16 @@ void LendWatch::run() {
     std::erase_if(fLenders, [](const auto& lender) { return lender.expired(); });
     const auto asked = fLenders;
     lock.unlock();
-    const auto now = std::chrono::steady_clock::now();
+    const auto now = std::chrono::steady_clock::now() - stoodStill;
     auto next = now + kPingEvery;
     for (const auto& weak : asked) {
       if (const auto lender = weak.lock()) next = std::min(next, lender->pingDue(now));
     }
     lock.lock();
-    fWake.wait_until(lock, next, [&] { return fIsEnding || fLenders.size() > asked.size(); });
+    fWake.wait_until(lock, next + stoodStill,
+                     [&] { return fIsEnding || fLenders.size() > asked.size(); });
+    const auto late = std::chrono::steady_clock::now() - stoodStill - next;
+    if (late > kStandstill) stoodStill += late;
   }
 }
 

@@ -16,11 +16,13 @@ inline constexpr std::chrono::milliseconds kPingEvery{400};
 inline constexpr std::chrono::milliseconds kPongWithin{1500};
 /// How often a lender that has not answered yet is looked after.
 inline constexpr std::chrono::milliseconds kPongLook{50};
+/// Who wakes later than this was stopped, with the whole robot: answers wait unread meanwhile.
+inline constexpr std::chrono::milliseconds kStandstill{200};
 
 /// One who is asked.
 class Pinged {
  public:
-  /// Returns when to call again. Must not block.
+  /// Returns when to call again. Must not block. Time in which the robot stood still does not pass.
   virtual std::chrono::steady_clock::time_point pingDue(
       std::chrono::steady_clock::time_point now) = 0;
 

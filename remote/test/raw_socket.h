@@ -23,6 +23,14 @@ class RawSocket {
     }
     return made;
   }
+  static RawSocket connectUnix(const std::string& path) {
+    RawSocket made(AF_UNIX);
+    const sockaddr_un name = named(path);
+    if (::connect(made.fFile, reinterpret_cast<const sockaddr*>(&name), sizeof(name)) != 0) {
+      throw std::runtime_error("connect failed");
+    }
+    return made;
+  }
   /// On a free port.
   static RawSocket listenTcp() {
     RawSocket made(AF_INET);
@@ -32,9 +40,7 @@ class RawSocket {
   }
   static RawSocket listenUnix(const std::string& path) {
     RawSocket made(AF_UNIX);
-    sockaddr_un name{};
-    name.sun_family = AF_UNIX;
-    std::memcpy(name.sun_path, path.c_str(), path.size() + 1);
+    const sockaddr_un name = named(path);
     made.listenOn(reinterpret_cast<const sockaddr*>(&name), sizeof(name));
     return made;
   }
@@ -52,6 +58,13 @@ class RawSocket {
     socklen_t size = sizeof(name);
     ::getsockname(fFile, reinterpret_cast<sockaddr*>(&name), &size);
     return ntohs(name.sin_port);
+  }
+  int file() const { return fFile; }
+  /// It ends without a goodbye, and so does the connection.
+  void breakOff() {
+    const linger now{1, 0};
+    ::setsockopt(fFile, SOL_SOCKET, SO_LINGER, &now, sizeof(now));
+    ::close(std::exchange(fFile, -1));
   }
   /// As much as is taken; a peer that closes is no fault.
   void send(const std::string& text) const {
@@ -78,6 +91,12 @@ class RawSocket {
     name.sin_family = AF_INET;
     name.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     name.sin_port = htons(static_cast<std::uint16_t>(port));
+    return name;
+  }
+  static sockaddr_un named(const std::string& path) {
+    sockaddr_un name{};
+    name.sun_family = AF_UNIX;
+    std::memcpy(name.sun_path, path.c_str(), path.size() + 1);
     return name;
   }
   void listenOn(const sockaddr* name, socklen_t size) const {

@@ -21,8 +21,9 @@ std::vector<std::string> robotCommand(const std::string& model, const std::strin
   return command;
 }
 
-Robot::Robot(const std::string& model, const std::vector<std::string>& more)
-    : fProcess(robotCommand(model, socket(), more)) {
+Robot::Robot(const std::string& model, const std::vector<std::string>& more,
+             const std::vector<std::string>& environment)
+    : fProcess(robotCommand(model, socket(), more), environment) {
   const std::string listening = fProcess.waitForLine("listening grpc=");
   fAddress = listening.substr(0, listening.find(' '));
   fReady = fProcess.waitForLine("ready ");

@@ -16,9 +16,10 @@ std::string testModule(const std::string& name);
 /// Runs until destroyed, on a free port and a Unix socket of its own.
 class Robot {
  public:
-  /// Returns when the robot is ready. `more` options for it.
+  /// Returns when the robot is ready. `more` options for it; `environment` as for `Process`.
   explicit Robot(const std::string& model = "models/vanto.xml",
-                 const std::vector<std::string>& more = {});
+                 const std::vector<std::string>& more = {},
+                 const std::vector<std::string>& environment = {});
 
   /// "127.0.0.1:PORT".
   const std::string& address() const { return fAddress; }

@@ -4,8 +4,12 @@
 #include <stdexcept>
 #include <utility>
 
+#include "framework/xo/log.h"
+
 namespace web {
 namespace {
+
+const xo::log::Category kLog("page");
 
 /// What the system keeps for one connection of what is sent; it doubles this.
 constexpr int kSendBytes = 128 * 1024;
@@ -14,6 +18,7 @@ constexpr int kSendBytes = 128 * 1024;
 constexpr std::size_t kMostTurnedAway = 32;
 /// How long to wait when the process has no file left for one more connection.
 constexpr std::chrono::milliseconds kPause{100};
+constexpr std::chrono::seconds kBetweenWarnings{10};
 
 }  // namespace
 
@@ -54,11 +59,19 @@ void Listener::accept() {
       take(std::move(socket));
       return accept();
     }
+    warn("No connection can be taken in: " + error.message() + ": who comes waits");
     fPause.expires_after(kPause);
     fPause.async_wait([this](const beast::error_code& cancelled) {
       if (!cancelled && fAcceptor.is_open()) accept();
     });
   });
+}
+
+void Listener::warn(const std::string& text) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - fLastWarning < kBetweenWarnings) return;
+  fLastWarning = now;
+  kLog.warning(text);
 }
 
 void Listener::take(net::ip::tcp::socket socket) {

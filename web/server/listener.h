@@ -3,6 +3,7 @@
 
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/steady_timer.hpp>
+#include <chrono>
 #include <string>
 
 #include "web/server/connection.h"
@@ -24,10 +25,13 @@ class Listener {
  private:
   void accept();
   void take(net::ip::tcp::socket socket);
+  /// Not each time.
+  void warn(const std::string& text);
 
   net::io_context& fLoop;
   net::ip::tcp::acceptor fAcceptor;
   net::steady_timer fPause;
+  std::chrono::steady_clock::time_point fLastWarning{};
   House* fHouse = nullptr;
   const Front* fFront = nullptr;
   Visitors* fVisitors = nullptr;
