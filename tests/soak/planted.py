@@ -13,7 +13,7 @@ class Memory(WithRobot):
 
     def step(self):
         memory = self.robot.service("HBMemory")
-        for _ in range(10):
+        for _ in range(40):
             self.turn += 1
             memory.insertData(f"Planted/{self.turn}", "x" * 1000)
 
