@@ -9,8 +9,6 @@ namespace {
 
 namespace websocket = beast::websocket;
 
-/// With more waiting to be sent no request is read.
-constexpr std::size_t kMostWaiting = 256 * 1024;
 constexpr std::size_t kReadBytes = 64 * 1024;
 /// How long a browser has to answer that it closes too.
 constexpr std::chrono::seconds kClosing{5};
@@ -33,7 +31,8 @@ Socket::Socket(House& house, Visitors& visitors, Stream stream)
       fConversation(std::make_shared<Conversation>(house, static_cast<Outlet&>(*this),
                                                    peerOf(fWs.next_layer().tcp()))),
       fHelloTimer(fWs.get_executor()),
-      fWriteTimer(fWs.get_executor()) {}
+      fWriteTimer(fWs.get_executor()),
+      fBytes(house.replies) {}
 
 Socket::~Socket() { finish(); }
 
@@ -66,7 +65,7 @@ void Socket::opened() {
 }
 
 void Socket::read() {
-  if (fIsReading || fIsClosing || fIsOver || fBytes > kMostWaiting) return;
+  if (fIsReading || fIsClosing || fIsOver || waiting() > kMostWaiting) return;
   fIsReading = true;
   fWs.async_read_some(fBuffer, kReadBytes,
                       [me = self()](const beast::error_code& error, std::size_t) {
@@ -96,7 +95,7 @@ void Socket::takeMessage() {
 
 void Socket::send(std::string message) {
   if (fIsClosing || fIsOver) return;
-  fBytes += message.size();
+  fBytes.add(message.size());
   fQueue.push_back(std::move(message));
   if (!fIsWriting) write();
 }
@@ -136,7 +135,7 @@ void Socket::write() {
 void Socket::written(const beast::error_code& error) {
   fWriteTimer.cancel();
   if (error || fIsOver) return finish();
-  fBytes -= fQueue.front().size();
+  fBytes.remove(fQueue.front().size());
   fQueue.pop_front();
   if (!fIsClosing) fConversation->goOn();
   if (!fQueue.empty()) {

@@ -42,7 +42,7 @@ class Socket final : public Visitor, private Outlet {
   void takeMessage();
   void send(std::string message) override;
   void goodbye(const std::string& why) override;
-  std::size_t waiting() const override { return fBytes; }
+  std::size_t waiting() const override { return fBytes.bytes(); }
   void write();
   void written(const beast::error_code& error);
   void endWith(const std::string& why, beast::websocket::close_code code);
@@ -58,7 +58,7 @@ class Socket final : public Visitor, private Outlet {
   net::steady_timer fHelloTimer;
   net::steady_timer fWriteTimer;
   std::deque<std::string> fQueue;  // the first is being written
-  std::size_t fBytes = 0;          // in it
+  Budget::Share fBytes;            // in it
   beast::websocket::close_code fCloseCode = beast::websocket::close_code::normal;
   bool fIsOpen = false;
   bool fIsReading = false;

@@ -91,6 +91,45 @@ TEST(Crowd, APageThatNeverReadsCostsABoundedNumberOfBytes) {
   EXPECT_LT(residentBytes(), before + most);
 }
 
+TEST(Crowd, FuturesThatEndInMoreThanAPageTakesSendItAway) {
+  constexpr int kFutures = 300;
+  constexpr std::size_t kBytes = 1 << 20;
+  TestPage page;
+  page.serve();
+  auto client = page.connect();
+  for (int i = 0; i < kFutures; ++i) {
+    const int id = client.begin({{"op", "call"}, {"service", "Test"}, {"method", "later"}});
+    ASSERT_EQ(client.replyTo(id)["future"], true);
+  }
+  ::malloc_trim(0);
+  const std::size_t before = residentBytes();
+  page.settleLater(std::string(kBytes, 'x'));
+  EXPECT_TRUE(comesTrue([&] { return page.access.futures() == 0; })) << "they are let go of";
+  EXPECT_LT(residentBytes(), before + 64 * kBytes) << "all replies are 300 MiB";
+  EXPECT_STREQ(client.awaitEnd().what(),
+               "More bytes of replies that wait to be read than one page's limit of 8388608");
+  EXPECT_EQ(page.connect("other").call("Test", "add", {1, 2})["value"], 3);
+}
+
+TEST(Crowd, AWatchOfKeysWithoutEndIsEndedByName) {
+  const std::string filler(60'000, 'k');
+  TestPage page;
+  for (int i = 0; i < 300; ++i) page.memory.insert(filler + std::to_string(i), i);
+  page.serve();
+  auto client = page.connect();
+  client.ask({{"op", "watch"}, {"pattern", ""}});
+  Json event = Json::object();
+  for (int i = 0; event.value("event", "") != "ended"; ++i) {
+    ASSERT_LT(i, 300) << "all of them were named";
+    event = client.receive();
+    if (event.contains("frame")) client.send({{"op", "seen"}, {"frame", event["frame"]}});
+  }
+  EXPECT_EQ(event["what"], "watch");
+  EXPECT_EQ(event["text"], "More bytes of keys of a watch than one page's limit of 16777216");
+  EXPECT_EQ(page.memory.subscriptions(), 0u);
+  EXPECT_EQ(client.call("Test", "add", {1, 2})["value"], 3) << "everything else goes on";
+}
+
 TEST(Crowd, APageThatNeverReadsIsLetGo) {
   TestPage page;
   page.patience.reading = std::chrono::milliseconds(100);
