@@ -1,5 +1,6 @@
 #include "web/server/socket.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "web/server/json.h"
@@ -10,6 +11,8 @@ namespace {
 namespace websocket = beast::websocket;
 
 constexpr std::size_t kReadBytes = 64 * 1024;
+/// So often in the time that a page has it is looked whether it goes on.
+constexpr int kLooks = 4;
 /// How long a browser has to answer that it closes too.
 constexpr std::chrono::seconds kClosing{5};
 
@@ -28,10 +31,10 @@ Socket::Socket(House& house, Visitors& visitors, Stream stream)
     : Visitor(visitors),
       fHouse(house),
       fWs(std::move(stream)),
-      fConversation(std::make_shared<Conversation>(house, static_cast<Outlet&>(*this),
+      fConversation(std::make_unique<Conversation>(house, static_cast<Outlet&>(*this),
                                                    peerOf(fWs.next_layer().tcp()))),
-      fHelloTimer(fWs.get_executor()),
-      fWriteTimer(fWs.get_executor()),
+      fTimer(fWs.get_executor()),
+      fLifeTimer(fWs.get_executor()),
       fBytes(house.replies) {}
 
 Socket::~Socket() { finish(); }
@@ -40,13 +43,16 @@ void Socket::accept(const Request& request) {
   fWs.next_layer().tcp().expires_never();  // the WebSocket has timers of its own
   websocket::stream_base::timeout timeout{};
   timeout.handshake_timeout = fHouse.patience.request;
-  timeout.idle_timeout = fHouse.patience.silence;
-  timeout.keep_alive_pings = true;
+  // Beast's own timer knows only what is read, and of a page that is slow nothing is read.
+  timeout.idle_timeout = websocket::stream_base::none();
   fWs.set_option(timeout);
   fWs.set_option(websocket::permessage_deflate{});  // off, both ways
   fWs.read_message_max(0);                          // what is too long is told, see readSome
   fWs.auto_fragment(false);
   fWs.text(true);
+  fWs.control_callback([this](websocket::frame_type, beast::string_view) {
+    fAlive = std::chrono::steady_clock::now();
+  });
   fWs.async_accept(request, [me = self()](const beast::error_code& error) {
     if (error) return me->finish();
     me->opened();
@@ -55,12 +61,14 @@ void Socket::accept(const Request& request) {
 
 void Socket::opened() {
   fIsOpen = true;
-  fHelloTimer.expires_after(fHouse.patience.hello);
-  fHelloTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+  fAlive = std::chrono::steady_clock::now();
+  fTimer.expires_after(fHouse.patience.hello);
+  fTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
     const auto me = std::static_pointer_cast<Socket>(weak.lock());
     if (error || !me || me->fConversation->isKnown()) return;
     me->goodbye("There was no 'hello' in time");
   });
+  watchLife();
   read();
 }
 
@@ -77,6 +85,7 @@ void Socket::read() {
 void Socket::readSome(const beast::error_code& error) {
   if (fIsClosing) return;  // closing reads on by itself
   if (error) return finish();
+  fAlive = std::chrono::steady_clock::now();
   const std::size_t most = fHouse.access.limits().messageBytes;
   if (fBuffer.size() > most) {
     return goodbye("A message has more bytes than the limit of " + std::to_string(most));
@@ -107,24 +116,46 @@ void Socket::endWith(const std::string& why, websocket::close_code code) {
   fCloseCode = code;
   send(textOf({{"event", "goodbye"}, {"text", why}}));
   fIsClosing = true;
-  fHelloTimer.cancel();
+  fTimer.cancel();
   fConversation->gone();
 }
 
-/// Ends the connection unless what goes on now is done by then.
-void Socket::limitTo(std::chrono::steady_clock::duration time) {
-  fWriteTimer.expires_after(time);
-  fWriteTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+void Socket::watchLife() {
+  fLifeTimer.expires_after(std::min(fHouse.patience.reading, fHouse.patience.silence) / kLooks);
+  fLifeTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
     const auto me = std::static_pointer_cast<Socket>(weak.lock());
-    if (error || !me) return;
-    // A timer that was set anew may still tell of its last time.
-    if (me->fWriteTimer.expiry() <= std::chrono::steady_clock::now()) me->finish();
+    if (error || !me || me->fIsOver) return;
+    me->lookForLife();
+    if (!me->fIsOver) me->watchLife();
   });
+}
+
+void Socket::lookForLife() {
+  const auto now = std::chrono::steady_clock::now();
+  Stream& stream = fWs.next_layer();
+  const int unsent = stream.unsent();
+  const bool hasTaken = unsent < std::exchange(fUnsent, unsent);
+  const bool hasWritten = stream.writes() != std::exchange(fWrites, stream.writes());
+  if (hasTaken) fAlive = now;
+  if (fIsWriting) {
+    if (hasTaken || hasWritten) fMoved = now;
+    if (now - fMoved >= fHouse.patience.reading) finish();
+    fAlive = now;  // whether it lives is not asked before it has the room for a question
+    return;
+  }
+  if (now - fAlive >= fHouse.patience.silence) return finish();
+  if (now - fAlive >= fHouse.patience.silence / 2) ping();
+}
+
+void Socket::ping() {
+  if (fIsPinging || fIsClosing) return;
+  fIsPinging = true;
+  fWs.async_ping({}, [me = self()](const beast::error_code&) { me->fIsPinging = false; });
 }
 
 void Socket::write() {
   fIsWriting = true;
-  limitTo(fHouse.patience.reading);
+  fMoved = std::chrono::steady_clock::now();
   fWs.async_write(net::buffer(fQueue.front()),
                   [me = self()](const beast::error_code& error, std::size_t) {
                     me->fIsWriting = false;
@@ -133,7 +164,6 @@ void Socket::write() {
 }
 
 void Socket::written(const beast::error_code& error) {
-  fWriteTimer.cancel();
   if (error || fIsOver) return finish();
   fBytes.remove(fQueue.front().size());
   fQueue.pop_front();
@@ -147,7 +177,11 @@ void Socket::written(const beast::error_code& error) {
 }
 
 void Socket::close() {
-  limitTo(kClosing);
+  fTimer.expires_after(kClosing);
+  fTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+    const auto me = std::static_pointer_cast<Socket>(weak.lock());
+    if (!error && me) me->finish();
+  });
   fWs.async_close(fCloseCode, [me = self()](const beast::error_code&) { me->finish(); });
 }
 
@@ -158,8 +192,8 @@ void Socket::leave() {
 
 void Socket::finish() {
   if (std::exchange(fIsOver, true)) return;
-  fHelloTimer.cancel();
-  fWriteTimer.cancel();
+  fTimer.cancel();
+  fLifeTimer.cancel();
   fConversation->gone();
   fWs.next_layer().tcp().close();  // whatever still waits for it hears an error
 }

@@ -140,6 +140,26 @@ TEST(Crowd, APageThatNeverReadsIsLetGo) {
   EXPECT_TRUE(comesTrue([&] { return page.access.futures() == 0; }));
 }
 
+TEST(Crowd, APageThatReadsSlowlyStaysAsLongAsItGoesOn) {
+  constexpr int kReplies = 14;  // 7 MiB
+  TestPage page;
+  page.patience.silence = std::chrono::milliseconds(500);
+  page.patience.reading = std::chrono::seconds(5);
+  page.serve();
+  Glutton slow(page);
+  const auto start = std::chrono::steady_clock::now();
+  slow.ask(kReplies);
+  ASSERT_TRUE(comesTrue([&] { return page.access.running().empty(); }));
+  for (int i = 0; i < kReplies; ++i) {
+    // A slow way cannot be had on one machine but by reading seldom.
+    if (i < kReplies - 4) std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_TRUE(slow.client().receive().contains("value")) << i;
+  }
+  EXPECT_GT(std::chrono::steady_clock::now() - start, 2 * page.patience.silence)
+      << "nothing was read of it meanwhile";
+  EXPECT_TRUE(slow.client().ask({{"op", "services"}, {"id", 100}}).contains("services"));
+}
+
 TEST(Crowd, APageThatWatchesAndNeverReadsHoldsUpNobody) {
   TestPage page;
   for (int i = 0; i < 1000; ++i) page.memory.insert("key " + std::to_string(i), 0.0f);
