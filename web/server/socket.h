@@ -3,8 +3,6 @@
 
 #include <boost/asio/steady_timer.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/message.hpp>
 #include <boost/beast/websocket/stream.hpp>
 #include <deque>
 #include <memory>
@@ -13,12 +11,11 @@
 #include "web/server/conversation.h"
 #include "web/server/house.h"
 #include "web/server/outlet.h"
+#include "web/server/request.h"
 #include "web/server/stream.h"
 #include "web/server/visitors.h"
 
 namespace web {
-
-using Request = beast::http::request<beast::http::empty_body>;
 
 /// Carries messages between a browser and its conversation, one way and the other. A page that does
 /// not read costs a bounded number of bytes, since its requests are not read either. Keeps itself
@@ -70,10 +67,10 @@ class Socket final : public Visitor, private Outlet {
   std::deque<std::string> fQueue;                // the first is being written
   Budget::Share fBytes;                          // in it
   beast::websocket::close_code fCloseCode = beast::websocket::close_code::normal;
-  bool fIsPinging = false;
   bool fIsOpen = false;
   bool fIsReading = false;
   bool fIsWriting = false;
+  bool fIsPinging = false;
   bool fIsClosing = false;  // after a goodbye
   bool fIsOver = false;
 };
