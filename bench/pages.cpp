@@ -66,6 +66,7 @@ void watchAsPages(int count, int port) {
   net::io_context loop{1};
   int waited = count;
   std::vector<std::unique_ptr<Page>> pages;
+  pages.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) pages.push_back(std::make_unique<Page>(loop, port, waited));
   loop.run();
 }
