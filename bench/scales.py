@@ -165,6 +165,7 @@ def time_lines(results):
     alone = results.median("tickLateness/alone", "p99_ms")
     yield plain("tick lateness, p99", "", alone, "ms", math.inf)
     for name, text, bound in (("watchers", "200 watchers at 50 Hz", 2),
+                              ("pages", "50 pages at 50 Hz", 2),
                               ("loaded", "every core kept busy", 5)):
         yield plain(f"tick lateness with {text}, p99", "alone",
                     results.median(f"tickLateness/{name}", "p99_ms"), "ms", bound, alone)

@@ -1,5 +1,5 @@
 // How late motion's ticks come, and how soon a command's effect can be read: alone, with 200
-// watchers of another process, and with every core kept busy by others.
+// watchers of another process, with 50 pages, and with every core kept busy by others.
 #include <benchmark/benchmark.h>
 #include <sched.h>
 #include <sys/prctl.h>
@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "access/access.h"
+#include "bench/pages.h"
 #include "bench/served.h"
 #include "framework/hb/module_factory.h"
 #include "framework/xo/session.h"
@@ -27,6 +28,7 @@
 #include "services/memory/src/hbmemory.h"
 #include "services/motion/src/memory_driver.h"
 #include "services/motion/src/motion_loop.h"
+#include "web/server/server.h"
 
 namespace bench {
 namespace {
@@ -35,6 +37,7 @@ using Time = std::chrono::steady_clock::time_point;
 using Milliseconds = std::chrono::duration<double, std::milli>;
 
 constexpr int kWatchers = 200;
+constexpr int kPages = 50;
 constexpr std::size_t kDevices = 100;
 
 /// Notes when outputs leave.
@@ -70,6 +73,7 @@ class Robot {
     fServer = std::make_unique<remote::Server>(fAccess, options);
   }
   ~Robot() {
+    fPage.reset();
     fServer.reset();
     fLoop.reset();
     fMemory.reset();
@@ -79,6 +83,11 @@ class Robot {
   Robot& operator=(const Robot&) = delete;
 
   std::string address() const { return fServer->tcpAddress(); }
+  /// Its port.
+  int servePage() {
+    fPage = std::make_unique<web::Server>(fAccess, web::Server::Options());
+    return fPage->port();
+  }
   const std::string& key() const { return fKeys.front(); }
   float read() const { return fMemory->getData(key()).toFloat(); }
 
@@ -106,6 +115,7 @@ class Robot {
   std::unique_ptr<HB::MotionLoop> fLoop;
   door::Access fAccess{fSession};
   std::unique_ptr<remote::Server> fServer;
+  std::unique_ptr<web::Server> fPage;
 };
 
 /// Follows every value, from as many connections as one client may have watches.
@@ -163,22 +173,26 @@ void everyProcessor() {
 }
 
 /// What surrounds the robot while it is measured.
-enum class Around { kNothing, kViewers, kLoad };
+enum class Around { kNothing, kViewers, kPages, kLoad };
 
 class Surroundings {
  public:
-  Surroundings(Around around, const Robot& robot) {
-    if (around == Around::kViewers) {
-      fWatchers = std::make_unique<Served>(
-          std::vector<std::string>{"/proc/self/exe", "--watch", robot.address()}, "watching", 1);
-      everyProcessor();
-    }
+  Surroundings(Around around, Robot& robot) {
+    if (around == Around::kViewers) follow("--watch", robot.address());
+    if (around == Around::kPages) follow("--pages", std::to_string(robot.servePage()));
     if (around == Around::kLoad) {
       fLoad = std::make_unique<Load>(std::thread::hardware_concurrency());
     }
   }
 
  private:
+  /// Another process of this program.
+  void follow(const std::string& how, const std::string& where) {
+    fWatchers = std::make_unique<Served>(std::vector<std::string>{"/proc/self/exe", how, where},
+                                         "watching", 1);
+    everyProcessor();
+  }
+
   std::unique_ptr<Served> fWatchers;
   std::unique_ptr<Load> fLoad;
 };
@@ -216,6 +230,7 @@ void tickLateness(benchmark::State& state, Around around) {
 }
 BENCHMARK_CAPTURE(tickLateness, alone, Around::kNothing)->Iterations(10)->UseRealTime();
 BENCHMARK_CAPTURE(tickLateness, watchers, Around::kViewers)->Iterations(10)->UseRealTime();
+BENCHMARK_CAPTURE(tickLateness, pages, Around::kPages)->Iterations(10)->UseRealTime();
 BENCHMARK_CAPTURE(tickLateness, loaded, Around::kLoad)->Iterations(10)->UseRealTime();
 
 /// From the call to the first changed value that a reader of the memory sees.
@@ -243,6 +258,11 @@ BENCHMARK(commandToValue)->Iterations(300)->UseRealTime();
 int main(int argc, char** argv) {
   if (argc == 3 && std::strcmp(argv[1], "--watch") == 0) {
     bench::watch(argv[2]);
+    return 0;
+  }
+  if (argc == 3 && std::strcmp(argv[1], "--pages") == 0) {
+    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+    bench::watchAsPages(bench::kPages, std::stoi(argv[2]));
     return 0;
   }
   benchmark::Initialize(&argc, argv);

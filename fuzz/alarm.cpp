@@ -54,8 +54,8 @@ Alarm::~Alarm() {
 
 void Alarm::set() {
   const std::lock_guard lock(fMutex);
+  // Nobody is woken for it: whatever the thread waits for comes sooner.
   fDeadline = std::chrono::steady_clock::now() + fMost;
-  fChanged.notify_all();
 }
 
 void Alarm::clear() {
@@ -67,7 +67,7 @@ void Alarm::xWatch() {
   std::unique_lock lock(fMutex);
   while (!fIsOver) {
     if (!fDeadline) {
-      fChanged.wait(lock);
+      fChanged.wait_for(lock, fMost);
     } else if (std::chrono::steady_clock::now() < *fDeadline) {
       const auto deadline = *fDeadline;
       fChanged.wait_until(lock, deadline);

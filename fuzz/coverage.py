@@ -20,6 +20,9 @@ SOURCES = {
         "literal", "overload", "completion", "names_of", "options", "config", "print", "suggest",
         "manual")],
     "calls": ["hardware/leds/src"],
+    "page": ["web/server/" + name + ".cpp" for name in (
+        "base64", "calls", "conversation", "fields", "frames", "gzip", "hosts", "http", "json", "log_tail",
+        "replies")],
 }
 
 

@@ -145,6 +145,7 @@ void LedsRobot::call(const Call& call) {
   // Intervals that may be 0 s are allowed and mean blinks without end, in real time: no input would
   // get anywhere then.
   if (call.method == "_setTimeBetweenTwoBlinks") fLeds->setTimeBetweenTwoBlinks(1, 7);
+  xAdvance(kBetweenCalls);
 }
 
 void LedsRobot::settle() {
@@ -169,28 +170,26 @@ void LedsRobot::xDrive(const std::function<void()>& action) {
     fStop = &stop;
   }
   fWrites = 0;
-  std::atomic<bool> hasEnded{false};
-  std::thread running([&] {
+  fCaller.begin([&] {
     const xo::CallScope scope(nullptr, &stop);
-    xo::os::msleep(1);  // from here on the clock waits for this thread
     try {
       action();
     } catch (const std::exception&) {  // what calls answer
     } catch (...) {
       xFault("what a call threw is no std::exception");
     }
-    hasEnded = true;
   });
   fPatience.set();
-  fClock.awaitSleepers(1);
+  fCaller.settle();  // most calls end at once
   const xo::TimePoint start = fClock.now();
   const auto realStart = std::chrono::steady_clock::now();
   // As far at a time as takes little of ours: a rotation ticks 2,500 times a second on a robot that
   // has no ears, and sleeps may last for days.
   xo::Duration step = std::chrono::milliseconds(100);
-  while (!hasEnded) {
+  while (fCaller.isBusy()) {
     const auto before = std::chrono::steady_clock::now();
     xAdvance(step);
+    fCaller.settle();
     const auto now = std::chrono::steady_clock::now();
     step = now - before > kLongStep
                ? std::max<xo::Duration>(step / 2, std::chrono::milliseconds(10))
@@ -198,12 +197,11 @@ void LedsRobot::xDrive(const std::function<void()>& action) {
     const xo::Duration taken = fClock.now() - start;
     if (taken > kLongestCall) xAskToStop();
     const bool isOver = taken > kLongestSleep || now - realStart > kLongestWait;
-    if (!hasEnded && (isOver || fWrites > 4 * kMostWrites)) {
+    if (fCaller.isBusy() && (isOver || fWrites > 4 * kMostWrites)) {
       fIsEnded = true;
       fModule->ending().raise();
     }
   }
-  running.join();
   fPatience.clear();
   const std::lock_guard lock(fMutex);
   fStop = nullptr;

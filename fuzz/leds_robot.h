@@ -13,11 +13,12 @@
 #include "framework/xo/clock.h"
 #include "fuzz/alarm.h"
 #include "fuzz/call_maker.h"
+#include "fuzz/caller.h"
 #include "hardware/leds/src/hbleds.h"
 
 namespace fuzz {
 
-/// For one thread, which drives the clock while calls run on threads of their own.
+/// For one thread, which drives the clock while calls run on another.
 ///
 /// Times beyond a quarter of a second are shortened on their way to motion, and an animation is
 /// asked to stop after so many writes, a minute of its time, or a while of ours: so that no call
@@ -33,7 +34,7 @@ class LedsRobot {
 
   CallMaker callMaker() const;
 
-  /// Returns when the call has ended, however it ended.
+  /// Returns two ticks after the call has ended, however it ended.
   void call(const Call& call);
   /// Ends what goes on by itself and lets time pass until everything is over; then looks at what
   /// must hold of a service that has nothing to do.
@@ -45,6 +46,7 @@ class LedsRobot {
  private:
   static constexpr int kMostWrites = 200;
   static constexpr float kLongestTime = 0.25F;  // seconds
+  static constexpr xo::Duration kBetweenCalls = std::chrono::milliseconds(20);
   static constexpr xo::Duration kLongestCall = std::chrono::minutes(1);
   static constexpr xo::Duration kLongestSleep = std::chrono::hours(48);
 
@@ -77,6 +79,7 @@ class LedsRobot {
   std::atomic<int> fWrites{0};    // of the running call
   bool fIsEnded = false;
   Alarm fPatience;
+  Caller fCaller;
 };
 
 }  // namespace fuzz

@@ -9,9 +9,9 @@ import subprocess
 import sys
 
 HERE = os.path.dirname(os.path.abspath(__file__))
-TARGETS = ("model", "wire", "words", "calls")
+TARGETS = ("model", "wire", "words", "calls", "page")
 # Longer inputs than these show nothing new and cost time.
-LONGEST = {"model": 4096, "wire": 2048, "words": 512, "calls": 64}
+LONGEST = {"model": 4096, "wire": 2048, "words": 512, "calls": 64, "page": 2048}
 
 
 def run(build, name, seconds, inputs):

@@ -1,6 +1,7 @@
 #include "tavro/robot.h"
 
 #include <algorithm>
+#include <boost/asio/ip/address.hpp>
 #include <filesystem>
 #include <map>
 #include <stdexcept>
@@ -70,11 +71,21 @@ remote::Server::Options serverOptionsOf(const Options& options) {
           .reservedNames = ownServices(options.without)};
 }
 
+bool isNumeric(const std::string& host) {
+  boost::system::error_code error;
+  (void)boost::asio::ip::make_address(host, error);
+  return !error;
+}
+
 remote::Address pageAddress(const std::string& text) {
   std::string fault = "browsers reach no Unix socket";
   try {
     auto address = remote::parseAddress(text);
-    if (address.kind == remote::Address::Kind::kTcp) return address;
+    if (address.kind == remote::Address::Kind::kTcp) {
+      if (address.host == "localhost" || isNumeric(address.host)) return address;
+      fault = "the host '" + address.host +
+              "' is neither an address of numbers, such as 127.0.0.1 or [::1], nor localhost";
+    }
   } catch (const std::invalid_argument& error) {
     fault = error.what();
   }

@@ -5,16 +5,14 @@
 
 #include <array>
 
+#include "access/test/protections.h"
+
 namespace door {
 namespace {
 
 using testing::AllOf;
 using testing::HasSubstr;
 using testing::Not;
-
-const std::string kOperatorToken = "the-token-of-an-operator";
-const std::string kViewerToken = "the-token-of-a-viewer";
-const std::string kWrongToken = "a-token-that-nobody-gave-out";
 
 TEST(Judge, EveryAddressIsEitherOfThisMachineOrProtectedOrLoudlyNot) {
   struct Row {
@@ -54,8 +52,7 @@ TEST(Judge, EveryAddressIsEitherOfThisMachineOrProtectedOrLoudlyNot) {
 }
 
 TEST(LetIn, ATokenThatIsSentMustBeRightAndMayBeNeeded) {
-  const auto tokens = Tokens::read(
-      "operator " + kOperatorToken + "\nviewer " + kViewerToken + " display", "tokens");
+  const auto tokens = Tokens::read(textOfTokens(), "tokens");
   for (const bool needsToken : {false, true}) {
     EXPECT_EQ(letIn(&tokens, needsToken, std::nullopt).refusal.empty(), !needsToken);
     EXPECT_THAT(letIn(&tokens, needsToken, kWrongToken).refusal,

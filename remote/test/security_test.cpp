@@ -8,7 +8,7 @@
 #include <fstream>
 
 #include "access/test/certificate.h"
-#include "access/test/own_address.h"
+#include "access/test/protections.h"
 #include "remote/client/channel.h"
 #include "remote/test/test_robot.h"
 #include "tavro/v1/robot.grpc.pb.h"
@@ -16,6 +16,9 @@
 namespace remote {
 namespace {
 
+using door::kOperatorToken;
+using door::kViewerToken;
+using door::kWrongToken;
 using grpc::StatusCode;
 using testing::AllOf;
 using testing::HasSubstr;
@@ -23,21 +26,24 @@ using testing::Not;
 
 namespace v1 = tavro::v1;
 
-const std::string kOperatorToken = "the-token-of-an-operator";
-const std::string kViewerToken = "the-token-of-a-viewer";
-const std::string kWrongToken = "a-token-that-nobody-gave-out";
-
 const door::Certificate& certificate() {
   static const door::Certificate made;
   return made;
+}
+
+RobotClient::Options optionsOf(bool hasTls, const std::string& token) {
+  RobotClient::Options options{"tester", std::chrono::seconds(5)};
+  if (hasTls) options.tls = Tls{certificate().file(), "robot.test"};
+  options.token = token;
+  options.isInsecureAllowed = true;
+  return options;
 }
 
 /// A robot whose door stands at any address.
 class Door : public testing::Test {
  protected:
   Door() {
-    std::ofstream(tokenFile()) << "operator " << kOperatorToken << "\nviewer " << kViewerToken
-                               << " display\n";
+    std::ofstream(tokenFile()) << door::textOfTokens();
     ::chmod(tokenFile().c_str(), 0600);
   }
   std::string tokenFile() const { return fRobot.directory.file("tokens"); }
@@ -53,13 +59,6 @@ class Door : public testing::Test {
     if (hasTokens) options.tokens = tokenFile();
     options.isInsecureAllowed = isInsecure;
     return std::make_unique<Server>(fRobot.access, options);
-  }
-  static RobotClient::Options optionsOf(bool hasTls, const std::string& token) {
-    RobotClient::Options options{"tester", std::chrono::seconds(5)};
-    if (hasTls) options.tls = Tls{certificate().file(), "robot.test"};
-    options.token = token;
-    options.isInsecureAllowed = true;
-    return options;
   }
   static std::string addressOf(const Server& server) {
     return server.unixPath().empty() ? server.tcpAddress() : "unix:" + server.unixPath();
@@ -160,71 +159,41 @@ std::string roleAt(const std::string& address, const RobotClient::Options& optio
   return isOperator ? "operator" : "viewer";
 }
 
-struct Protection {
-  bool hasTls;
-  bool hasTokens;
-  bool isInsecure;
-};
-
-std::vector<Protection> protections() {
-  std::vector<Protection> all;
-  for (int bits = 0; bits < 8; ++bits) {
-    all.push_back({(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0});
-  }
-  return all;
+/// An open door, and the role that a token gives there.
+door::RoleOf roleOfToken(std::shared_ptr<Server> server, const std::string& address, bool hasTls) {
+  return [server = std::move(server), address, hasTls](const std::string& token) {
+    return roleAt(address, optionsOf(hasTls, token));
+  };
 }
 
 TEST_F(Door, OnThisMachineNobodyNeedsAnything) {
-  for (const std::string host : {"127.0.0.1", "127.0.0.2", "[::1]", "localhost", "unix"}) {
-    for (const auto& [hasTls, hasTokens, isInsecure] : protections()) {
-      SCOPED_TRACE(host + (hasTls ? " TLS" : "") + (hasTokens ? " tokens" : "") +
-                   (isInsecure ? " --insecure" : ""));
-      const bool isUnix = host == "unix";
-      std::unique_ptr<Server> server;
-      try {
-        server = listen(host, hasTls, hasTokens, isInsecure);
-      } catch (const std::runtime_error& error) {
-        ASSERT_EQ(host, "[::1]") << error.what();  // this machine may have no IPv6
-        continue;
-      }
-      const auto role = [&, isEncrypted = hasTls && !isUnix](const std::string& token) {
-        return roleAt(addressOf(*server), optionsOf(isEncrypted, token));
-      };
-      const bool isAsked = hasTokens && !isUnix;
-      EXPECT_EQ(role(""), "operator");
-      EXPECT_EQ(role(kWrongToken), isAsked ? "nothing" : "operator");
-      EXPECT_EQ(role(kViewerToken), isAsked ? "viewer" : "operator");
-      EXPECT_EQ(role(kOperatorToken), "operator");
-    }
-  }
+  const std::vector<door::Road> roads{{"127.0.0.1", "127.0.0.1"},
+                                      {"127.0.0.2", "127.0.0.2"},
+                                      {"[::1]", "[::1]"},
+                                      {"localhost", "localhost"},
+                                      {"unix", "unix", true, false}};
+  door::expectTheTableToHold(
+      roads, [&](const door::Road& road, const door::Protection& protection) -> door::RoleOf {
+        const auto& [hasTls, hasTokens, isInsecure] = protection;
+        try {
+          std::shared_ptr<Server> server = listen(road.listens, hasTls, hasTokens, isInsecure);
+          const std::string address = addressOf(*server);
+          return roleOfToken(std::move(server), address, hasTls && road.listens != "unix");
+        } catch (const std::runtime_error& error) {
+          EXPECT_EQ(road.listens, "[::1]") << error.what();  // this machine may have no IPv6
+          return {};
+        }
+      });
 }
 
 TEST_F(Door, OtherMachinesNeedTlsAndATokenUnlessSomebodySaysOtherwise) {
-  // Where the robot listens, which is what counts, and by which of its addresses it is reached.
-  std::vector<std::pair<std::string, std::string>> roads{{"0.0.0.0", "127.0.0.1"}};
-  if (const std::string own = door::ownAddress();
-      !own.empty()) {  // a machine may have loopback alone
-    roads.insert(roads.end(), {{"0.0.0.0", own}, {own, own}});
-  }
-  for (const auto& [host, reached] : roads) {
-    for (const auto& [hasTls, hasTokens, isInsecure] : protections()) {
-      SCOPED_TRACE(host + " by " + reached + (hasTls ? " TLS" : "") + (hasTokens ? " tokens" : "") +
-                   (isInsecure ? " --insecure" : ""));
-      if (!isInsecure && !(hasTls && hasTokens)) {
-        EXPECT_THROW(listen(host, hasTls, hasTokens, isInsecure), std::invalid_argument);
-        continue;
-      }
-      const auto server = listen(host, hasTls, hasTokens, isInsecure);
-      const std::string address = reached + ":" + std::to_string(server->port());
-      const auto role = [&, hasTls = hasTls](const std::string& token) {
-        return roleAt(address, optionsOf(hasTls, token));
-      };
-      EXPECT_EQ(role(""), hasTokens ? "nothing" : "operator");
-      EXPECT_EQ(role(kWrongToken), hasTokens ? "nothing" : "operator");
-      EXPECT_EQ(role(kViewerToken), hasTokens ? "viewer" : "operator");
-      EXPECT_EQ(role(kOperatorToken), "operator");
-    }
-  }
+  door::expectTheTableToHold(
+      door::roadsFromOutside(), [&](const door::Road& road, const door::Protection& protection) {
+        const auto& [hasTls, hasTokens, isInsecure] = protection;
+        std::shared_ptr<Server> server = listen(road.listens, hasTls, hasTokens, isInsecure);
+        const std::string address = road.reached + ":" + std::to_string(server->port());
+        return roleOfToken(std::move(server), address, hasTls);
+      });
 }
 
 TEST_F(Door, TokensOfOneConnectionCountForEachCallAlone) {

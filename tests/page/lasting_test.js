@@ -6,6 +6,7 @@ import { choose, colors, field, isMissing, isSeen, linkState, mayPlay, open, sta
 import { becomes, Robot } from "./robot.js";
 
 const KEYS = "Device/SubDeviceList/*/Actuator/Value";
+const TICK = 20; // ms
 const CHEST = "Device/SubDeviceList/ChestBoard/Led/Blue/Actuator/Value";
 
 const { robot, browser } = await stage();
@@ -29,7 +30,8 @@ class Watcher {
       watcher.socket.once("open", resolve).once("close", () => reject(new Error("closed"))),
     );
     watcher.say({ id: 1, op: "hello", name: "watcher" });
-    watcher.say({ id: 2, op: "watch", pattern: KEYS });
+    watcher.say({ id: 2, op: "state" });
+    watcher.say({ id: 3, op: "watch", pattern: KEYS });
     return watcher;
   }
   say(message) {
@@ -37,13 +39,23 @@ class Watcher {
   }
   take(message) {
     if (message.error || message.event === "goodbye") this.errors.push(JSON.stringify(message));
+    if (message.id === 2) this.began = message.uptime * 1000;
     if (message.event !== "frame") return;
     this.frames += 1;
+    if (message.frame !== this.frames) this.errors.push(`frame ${message.frame} is the ${this.frames}th`);
     this.at.push(message.at);
     this.dropped = message.dropped;
     this.keys.push(...message.keys);
     message.index.forEach((number, i) => this.values.set(this.keys[number], message.value[i]));
     this.say({ op: "seen", frame: message.frame });
+  }
+  /** Waits until all that the robot had told before has come. */
+  async settle() {
+    const answered = new Promise((resolve) => {
+      this.socket.on("message", (data) => JSON.parse(data).id === 99 && resolve());
+    });
+    this.socket.send(JSON.stringify({ id: 99, op: "services" }));
+    await answered;
   }
   close() {
     this.socket.terminate();
@@ -61,9 +73,17 @@ test("fifty pages at once are served while motion goes on", async (t) => {
     () => watchers.every((watcher) => watcher.values.get(CHEST) === 1),
     "all to have the end of the fade",
   );
+  const { values } = watchers[0];
   for (const watcher of watchers) {
     assert.deepEqual(watcher.errors, []);
+    assert.deepEqual(watcher.values, values, "all pages end with the same picture");
+    // Each tick since the watch began is at most one frame, or one that is counted as missed.
+    const ticks = (watcher.at.at(-1) - watcher.began) / TICK;
     assert.ok(watcher.frames > 20, `${watcher.frames} frames`);
+    assert.ok(
+      watcher.frames - 1 + watcher.dropped <= ticks + 1,
+      `${watcher.frames} frames and ${watcher.dropped} missed in ${ticks} ticks`,
+    );
   }
   const gaps = watchers.flatMap(({ at }) => at.slice(2).map((now, i) => now - at[i + 1])).sort((a, b) => a - b);
   const [frames, dropped] = ["frames", "dropped"].map((what) =>
@@ -98,9 +118,10 @@ test("a page whose frames are never seen is sent two", async () => {
   lazy.say = () => {};
   await becomes(() => lazy.frames > 0, "the first frame");
   await robot.does("--wait", "fade", "AllLeds", "1", "0.5");
-  const { frames } = lazy;
   await robot.does("--wait", "fade", "AllLeds", "0", "0.5");
-  assert.equal(lazy.frames, frames);
+  await lazy.settle();
+  assert.equal(lazy.frames, 2);
+  assert.deepEqual(lazy.errors, []);
   lazy.close();
 });
 

@@ -68,6 +68,20 @@ TEST(Tavro, RefusesAddressesOfItsPageThatItCannotServe) {
   }
 }
 
+TEST(Tavro, SaysThatTheAddressOfItsPageIsOfNumbers) {
+  const TemporaryFolder folder;
+  for (const std::string host : {"robot.example", "nowhere", "1.2.3", "1.2.3.4.5", "127.0.0.1x"}) {
+    const std::string page = host + ":0";
+    const auto ended = run(robotCommand(kVanto, folder.file("s"),
+                                        {"--page", page, "--insecure", "--log-level", "silent"}));
+    EXPECT_EQ(ended.status, 1) << page;
+    EXPECT_EQ(ended.err, "tavro: Cannot serve the page at " + page + " (--page): the host '" +
+                             host +
+                             "' is neither an address of numbers, such as 127.0.0.1 or [::1], nor "
+                             "localhost\n");
+  }
+}
+
 TEST(Tavro, EndsOnEitherSignalWithinTwoSecondsAndStatusZero) {
   for (const int signal : {SIGINT, SIGTERM}) {
     Robot robot;

@@ -11,7 +11,7 @@ import tree
 LIBRARIES = {
     "boost/": "Boost", "spdlog/": "spdlog", "tinyxml2.h": "tinyxml2", "grpc/": "gRPC",
     "grpcpp/": "gRPC", "google/protobuf/": "gRPC", "CLI/": "CLI11", "nlohmann/": "nlohmann-json",
-    "openssl/": "OpenSSL",
+    "openssl/": "OpenSSL", "zlib.h": "zlib",
     "gtest/": "test", "gmock/": "test", "rapidcheck": "test", "benchmark/": "test"}
 SYSTEM = ("sys/", "netinet/", "arpa/", "linux/", "bits/")
 INCLUDE = re.compile(r'^\s*#\s*include\s*(<[^>]+>|"[^"]+")')

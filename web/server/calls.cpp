@@ -120,6 +120,11 @@ void Calls::follow(const std::shared_ptr<Running>& call) {
 void Calls::tell(const std::shared_ptr<Running>& call, const door::Outcome& outcome) {
   const std::chrono::duration<double, std::milli> took =
       std::chrono::steady_clock::now() - call->since;
+  // Requests are not read while much waits; but replies of what was asked before come, thousands
+  // where futures end.
+  if (const auto full = fHouse.replies.refusal(fOutlet.waiting()); !full.empty()) {
+    return fOutlet.goodbye(full);
+  }
   fOutlet.send(replyOf(call->id, outcome, call->isTimed ? took.count() : -1));
   fRunning.erase(call->id);
 }

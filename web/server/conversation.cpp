@@ -17,8 +17,6 @@ constexpr int kMostHellos = 3;
 constexpr std::size_t kNameBytes = 64;
 /// One event brings about so much of the log.
 constexpr std::size_t kLogBytes = 64 * 1024;
-/// With more waiting to be sent no line of the log is added.
-constexpr std::size_t kMostWaiting = 256 * 1024;
 
 /// What a client calls itself, fit for logs.
 std::string printable(std::string name) {
@@ -125,6 +123,8 @@ void Conversation::hello(std::uint64_t id, const Json& request) {
   fCalls = std::make_shared<Calls>(fHouse, fOutlet, fClient);
   fFrames = std::make_shared<Frames>(fHouse, fOutlet);
   auto limits = fHouse.access.listLimits();
+  fHouse.keys.listLimits(limits);
+  fHouse.replies.listLimits(limits);
   limits.push_back({"connections to the page", fHouse.connections});
   reply(id, {{"robot", fHouse.robot},
              {"ready", fHouse.isReady},
@@ -159,8 +159,9 @@ void Conversation::describe(std::uint64_t id, const Json& request) {
 }
 
 void Conversation::call(std::uint64_t id, const Json& request) {
-  fCalls->start(id, textField(request, "service"), textField(request, "method"),
-                valuesField(request, "args"));
+  auto args = valuesField(request, "args");
+  door::requireWithinLimits(args, fHouse.access.limits());  // before they wait for a thread
+  fCalls->start(id, textField(request, "service"), textField(request, "method"), std::move(args));
 }
 
 void Conversation::stop(std::uint64_t id, const Json& request) {

@@ -19,7 +19,7 @@ namespace web {
 ///     hello expected --hello--> known --gone--> over
 ///
 /// Lives on the page's thread.
-class Conversation : public std::enable_shared_from_this<Conversation> {
+class Conversation {
  public:
   /// `peer` is where the page comes from ("ipv4:127.0.0.1:40112"). `house` and `outlet` outlive it,
   /// the latter until `gone`.

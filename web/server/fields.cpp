@@ -37,12 +37,12 @@ std::uint64_t numberField(const Json& request, const char* name) {
 std::vector<std::uint64_t> numbersField(const Json& request, const char* name, std::size_t most) {
   const auto found = request.find(name);
   const std::string wanted =
-      "a list of at most " + std::to_string(most) + " positive whole numbers";
+      "a list of at most " + std::to_string(most) + " whole numbers from 0 on";
   if (found == request.end() || !found->is_array() || found->size() > most) refuse(name, wanted);
   std::vector<std::uint64_t> numbers;
   numbers.reserve(found->size());
   for (const Json& element : *found) {
-    if (!isNumber(element)) refuse(name, wanted);
+    if (!isNumber(element) && element != 0U) refuse(name, wanted);
     numbers.push_back(element.get<std::uint64_t>());
   }
   return numbers;

@@ -14,7 +14,7 @@ const std::string& textField(const Json& request, const char* name);
 std::string optionalTextField(const Json& request, const char* name);
 /// A positive whole number that browsers hold exactly.
 std::uint64_t numberField(const Json& request, const char* name);
-/// At most `most` of them.
+/// At most `most` of them, or of 0, which robots write for none.
 std::vector<std::uint64_t> numbersField(const Json& request, const char* name, std::size_t most);
 /// The values of a list; none when it is missing.
 std::vector<HB::HBValue> valuesField(const Json& request, const char* name);

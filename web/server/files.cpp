@@ -7,6 +7,9 @@
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
+#include <utility>
+
+#include "web/server/gzip.h"
 
 namespace web {
 namespace {
@@ -16,12 +19,13 @@ namespace fs = std::filesystem;
 struct Kind {
   std::string_view ending;
   const char* type;
+  bool isPacked = true;  // by gzip; what is packed already stays as it is
 };
 constexpr std::array kKinds{Kind{".html", "text/html; charset=utf-8"},
                             Kind{".css", "text/css; charset=utf-8"},
                             Kind{".js", "text/javascript; charset=utf-8"},
                             Kind{".svg", "image/svg+xml"},
-                            Kind{".png", "image/png"},
+                            Kind{".png", "image/png", false},
                             Kind{".json", "application/json"}};
 
 const Kind* kindOf(const fs::path& file) {
@@ -45,12 +49,24 @@ std::string readAll(const fs::path& file) {
   return content.str();
 }
 
-std::string tagOf(std::string_view content) {
+/// `coding` tells apart what is the same content on its way.
+std::string tagOf(std::string_view content, const char* coding) {
   std::uint64_t hash = 14695981039346656037U;
   for (const char c : content) hash = (hash ^ static_cast<unsigned char>(c)) * 1099511628211U;
-  std::array<char, 24> text{};
-  std::snprintf(text.data(), text.size(), "\"%016llx\"", static_cast<unsigned long long>(hash));
+  std::array<char, 32> text{};
+  std::snprintf(text.data(), text.size(), "\"%016llx%s\"", static_cast<unsigned long long>(hash),
+                coding);
   return text.data();
+}
+
+File fileOf(const Kind& kind, std::string content) {
+  File file{kind.type, tagOf(content, ""), std::move(content), {}, {}};
+  if (!kind.isPacked) return file;
+  std::string packed = gzip(file.content);
+  if (packed.size() >= file.content.size()) return file;
+  file.packed = std::move(packed);
+  file.packedTag = tagOf(file.content, "-gzip");
+  return file;
 }
 
 }  // namespace
@@ -65,12 +81,9 @@ Files::Files(const fs::path& folder) {
     }
     const Kind* const kind = kindOf(entry->path());
     if (kind == nullptr || !entry->is_regular_file()) continue;
-    std::string content = readAll(entry->path());
-    std::string tag = tagOf(content);
     std::string path("/");
     path += entry->path().lexically_relative(folder).generic_string();
-    fFiles[path] =
-        std::make_shared<const File>(File{kind->type, std::move(tag), std::move(content)});
+    fFiles[path] = std::make_shared<const File>(fileOf(*kind, readAll(entry->path())));
   }
 }
 

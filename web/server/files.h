@@ -14,6 +14,8 @@ struct File {
   std::string type;  ///< as the header Content-Type tells it
   std::string tag;   ///< as ETag does, quotes included; changes with the content
   std::string content;
+  std::string packed;     ///< the same by gzip; "" where that is not smaller
+  std::string packedTag;  ///< of that
 };
 
 /// Immutable, so thread-safe.

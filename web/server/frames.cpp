@@ -9,8 +9,6 @@ namespace {
 
 /// A frame is sent when it has grown to this size.
 constexpr std::size_t kFrameBytes = 64 * 1024;
-/// With more waiting to be sent no frame is added.
-constexpr std::size_t kMostWaiting = 256 * 1024;
 
 void addTo(std::string& list, std::string_view element) {
   if (!list.empty()) list += ',';
@@ -36,12 +34,7 @@ void Frames::watch(const door::Client& client, const std::string& pattern) {
         auto shared = std::make_shared<std::vector<HB::MemoryItem>>(std::move(part.items));
         toMe([shared](Frames& self) { self.take(std::move(*shared)); });
       },
-      [toMe](const std::string& why) {
-        toMe([why](Frames& self) {
-          self.end();
-          self.fOutlet.send(textOf({{"event", "ended"}, {"what", "watch"}, {"text", why}}));
-        });
-      }};
+      [toMe](const std::string& why) { toMe([why](Frames& self) { self.endWith(why); }); }};
   auto made = std::make_unique<door::MemoryWatch>(fHouse.access, pattern, std::move(viewer));
   end();
   fWatchNumber = number;
@@ -52,10 +45,16 @@ void Frames::watch(const door::Client& client, const std::string& pattern) {
   fWatch->next();
 }
 
+void Frames::endWith(const std::string& why) {
+  end();
+  fOutlet.send(textOf({{"event", "ended"}, {"what", "watch"}, {"text", why}}));
+}
+
 void Frames::end() {
   fWatch.reset();
   fPlace.reset();
-  fIndices.clear();
+  fIndices = {};
+  fKeyBytes.clear();
   fItems.clear();
   fNextItem = 0;
   fIsBatch = false;
@@ -92,13 +91,17 @@ void Frames::goOn() {
 }
 
 void Frames::sendFrame() {
+  if (const auto full = fHouse.keys.refusal(fKeyBytes.bytes()); !full.empty()) return endWith(full);
   std::string keys;
   std::string index;
   std::string value;
   while (fNextItem < fItems.size() && keys.size() + index.size() + value.size() < kFrameBytes) {
     const auto& [key, held] = fItems[fNextItem++];
     const auto [place, isNew] = fIndices.try_emplace(key, fIndices.size());
-    if (isNew) addTo(keys, textOf(key));
+    if (isNew) {
+      addTo(keys, textOf(key));
+      fKeyBytes.add(key.size() + kBytesOfKey);
+    }
     addTo(index, std::to_string(place->second));
     if (!value.empty()) value += ',';
     appendJson(value, held);

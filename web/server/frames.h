@@ -20,14 +20,14 @@ class Frames : public std::enable_shared_from_this<Frames> {
   static constexpr std::uint64_t kMostUnseen = 2;
 
   /// `house` and `outlet` outlive it, the latter until `end`.
-  Frames(House& house, Outlet& outlet) : fHouse(house), fOutlet(outlet) {}
+  Frames(House& house, Outlet& outlet) : fHouse(house), fOutlet(outlet), fKeyBytes(house.keys) {}
   ~Frames();
   Frames(const Frames&) = delete;
   Frames& operator=(const Frames&) = delete;
 
   /// Replaces the watch there was; every key is new then. Errors: Refused; the one before goes on.
   void watch(const door::Client& client, const std::string& pattern);
-  /// When it returns no frame will come.
+  /// When it returns no frame will come, and nothing is kept of the keys.
   void end();
   /// The page has taken in that frame and those before. False when no such frame was sent.
   bool seen(std::uint64_t frame);
@@ -37,6 +37,7 @@ class Frames : public std::enable_shared_from_this<Frames> {
  private:
   void take(std::vector<HB::MemoryItem> items);
   void sendFrame();
+  void endWith(const std::string& why);
 
   House& fHouse;
   Outlet& fOutlet;
@@ -45,6 +46,7 @@ class Frames : public std::enable_shared_from_this<Frames> {
   std::uint64_t fWatchNumber = 0;
   bool fIsAsked = false;  // the watch will hand over a batch
   std::unordered_map<std::string, std::size_t> fIndices;
+  Budget::Share fKeyBytes;             // what they take
   std::vector<HB::MemoryItem> fItems;  // the batch that is being sent
   std::size_t fNextItem = 0;
   bool fIsBatch = false;  // there is one, perhaps empty

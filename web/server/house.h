@@ -11,14 +11,19 @@
 #include "access/access.h"
 #include "access/security.h"
 #include "framework/xo/worker_pool.h"
+#include "web/server/budget.h"
 #include "web/server/log_tail.h"
 #include "web/server/mailbox.h"
+#include "web/server/outlet.h"
 #include "web/server/tally.h"
 
 namespace web {
 
 /// How Access knows what came in here.
 inline constexpr const char* kTransport = "web";
+
+/// What a page's watch keeps for each key on top of its name.
+inline constexpr std::size_t kBytesOfKey = 64;
 
 /// How long clients have for what they must do.
 struct Patience {
@@ -46,6 +51,10 @@ struct House {
   bool isReady = false;
   std::string robot;
   std::function<std::vector<std::string>()> modules;
+  /// What waits to be sent when one more reply of a call comes.
+  Budget replies{"bytes of replies that wait to be read", 8U << 20U, 64U << 20U, kMostWaiting};
+  /// The keys that watches have named, each with `kBytesOfKey` for its place.
+  Budget keys{"bytes of keys of a watch", 16U << 20U, 64U << 20U, 1U << 20U};
 
   Tally calls;          ///< on threads of the pool or queued for one
   xo::WorkerPool pool;  ///< for what may block

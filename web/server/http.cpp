@@ -2,6 +2,8 @@
 
 #include <string>
 
+#include "web/server/gzip.h"
+
 namespace web {
 namespace {
 
@@ -27,6 +29,16 @@ Response finished(Response response, const Request& request, std::string content
   response.content_length(content.size());
   if (request.method() != http::verb::head) response.body() = std::move(content);
   return response;
+}
+
+bool isGzipAccepted(const Request& request) {
+  std::string all;
+  const auto [first, last] = request.equal_range(http::field::accept_encoding);
+  for (auto header = first; header != last; ++header) {
+    all += viewOf(header->value());
+    all += ',';
+  }
+  return acceptsGzip(all);
 }
 
 bool hasTag(std::string_view tags, std::string_view tag) {
@@ -77,12 +89,16 @@ Response answer(const Front& front, const Request& request) {
                front.files.isEmpty() ? "The files of the page were not found when the robot started"
                                      : "There is nothing here");
   }
-  const bool isKnown = hasTag(viewOf(request[http::field::if_none_match]), file->tag);
+  const bool isPacked = !file->packed.empty() && isGzipAccepted(request);
+  const std::string& tag = isPacked ? file->packedTag : file->tag;
+  const bool isKnown = hasTag(viewOf(request[http::field::if_none_match]), tag);
   Response response = blank(request, isKnown ? http::status::not_modified : http::status::ok);
-  response.set(http::field::etag, file->tag);
+  response.set(http::field::etag, tag);
+  response.set(http::field::vary, "Accept-Encoding");
   if (isKnown) return response;
   response.set(http::field::content_type, file->type);
-  return finished(std::move(response), request, file->content);
+  if (isPacked) response.set(http::field::content_encoding, "gzip");
+  return finished(std::move(response), request, isPacked ? file->packed : file->content);
 }
 
 }  // namespace web

@@ -1,18 +1,15 @@
 // How HTTP requests are answered. Pure functions.
 #pragma once
 
-#include <boost/beast/http/empty_body.hpp>
-#include <boost/beast/http/message.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <optional>
 #include <string_view>
 
 #include "web/server/front.h"
+#include "web/server/request.h"
 
 namespace web {
 
-namespace http = boost::beast::http;
-using Request = http::request<http::empty_body>;
 using Response = http::response<http::string_body>;
 
 /// The path at which the WebSocket is.

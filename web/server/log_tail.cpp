@@ -1,5 +1,6 @@
 #include "web/server/log_tail.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace web {

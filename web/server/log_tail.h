@@ -1,6 +1,7 @@
 // The end of the robot's log, for pages.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <deque>

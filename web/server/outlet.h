@@ -6,6 +6,9 @@
 
 namespace web {
 
+/// With so many bytes waiting to be sent no request is read, no frame and no line of the log added.
+inline constexpr std::size_t kMostWaiting = 256 * 1024;
+
 /// On the page's thread alone.
 class Outlet {
  public:

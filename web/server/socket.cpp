@@ -1,5 +1,6 @@
 #include "web/server/socket.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "web/server/json.h"
@@ -9,9 +10,9 @@ namespace {
 
 namespace websocket = beast::websocket;
 
-/// With more waiting to be sent no request is read.
-constexpr std::size_t kMostWaiting = 256 * 1024;
 constexpr std::size_t kReadBytes = 64 * 1024;
+/// So often in the time that a page has it is looked whether it goes on.
+constexpr int kLooks = 4;
 /// How long a browser has to answer that it closes too.
 constexpr std::chrono::seconds kClosing{5};
 
@@ -30,10 +31,11 @@ Socket::Socket(House& house, Visitors& visitors, Stream stream)
     : Visitor(visitors),
       fHouse(house),
       fWs(std::move(stream)),
-      fConversation(std::make_shared<Conversation>(house, static_cast<Outlet&>(*this),
+      fConversation(std::make_unique<Conversation>(house, static_cast<Outlet&>(*this),
                                                    peerOf(fWs.next_layer().tcp()))),
-      fHelloTimer(fWs.get_executor()),
-      fWriteTimer(fWs.get_executor()) {}
+      fTimer(fWs.get_executor()),
+      fLifeTimer(fWs.get_executor()),
+      fBytes(house.replies) {}
 
 Socket::~Socket() { finish(); }
 
@@ -41,13 +43,16 @@ void Socket::accept(const Request& request) {
   fWs.next_layer().tcp().expires_never();  // the WebSocket has timers of its own
   websocket::stream_base::timeout timeout{};
   timeout.handshake_timeout = fHouse.patience.request;
-  timeout.idle_timeout = fHouse.patience.silence;
-  timeout.keep_alive_pings = true;
+  // Beast's own timer knows only what is read, and of a page that is slow nothing is read.
+  timeout.idle_timeout = websocket::stream_base::none();
   fWs.set_option(timeout);
   fWs.set_option(websocket::permessage_deflate{});  // off, both ways
   fWs.read_message_max(0);                          // what is too long is told, see readSome
   fWs.auto_fragment(false);
   fWs.text(true);
+  fWs.control_callback([this](websocket::frame_type, beast::string_view) {
+    fAlive = std::chrono::steady_clock::now();
+  });
   fWs.async_accept(request, [me = self()](const beast::error_code& error) {
     if (error) return me->finish();
     me->opened();
@@ -56,17 +61,19 @@ void Socket::accept(const Request& request) {
 
 void Socket::opened() {
   fIsOpen = true;
-  fHelloTimer.expires_after(fHouse.patience.hello);
-  fHelloTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+  fAlive = std::chrono::steady_clock::now();
+  fTimer.expires_after(fHouse.patience.hello);
+  fTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
     const auto me = std::static_pointer_cast<Socket>(weak.lock());
     if (error || !me || me->fConversation->isKnown()) return;
     me->goodbye("There was no 'hello' in time");
   });
+  watchLife();
   read();
 }
 
 void Socket::read() {
-  if (fIsReading || fIsClosing || fIsOver || fBytes > kMostWaiting) return;
+  if (fIsReading || fIsClosing || fIsOver || waiting() > kMostWaiting) return;
   fIsReading = true;
   fWs.async_read_some(fBuffer, kReadBytes,
                       [me = self()](const beast::error_code& error, std::size_t) {
@@ -78,6 +85,7 @@ void Socket::read() {
 void Socket::readSome(const beast::error_code& error) {
   if (fIsClosing) return;  // closing reads on by itself
   if (error) return finish();
+  fAlive = std::chrono::steady_clock::now();
   const std::size_t most = fHouse.access.limits().messageBytes;
   if (fBuffer.size() > most) {
     return goodbye("A message has more bytes than the limit of " + std::to_string(most));
@@ -96,7 +104,7 @@ void Socket::takeMessage() {
 
 void Socket::send(std::string message) {
   if (fIsClosing || fIsOver) return;
-  fBytes += message.size();
+  fBytes.add(message.size());
   fQueue.push_back(std::move(message));
   if (!fIsWriting) write();
 }
@@ -108,24 +116,46 @@ void Socket::endWith(const std::string& why, websocket::close_code code) {
   fCloseCode = code;
   send(textOf({{"event", "goodbye"}, {"text", why}}));
   fIsClosing = true;
-  fHelloTimer.cancel();
+  fTimer.cancel();
   fConversation->gone();
 }
 
-/// Ends the connection unless what goes on now is done by then.
-void Socket::limitTo(std::chrono::steady_clock::duration time) {
-  fWriteTimer.expires_after(time);
-  fWriteTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+void Socket::watchLife() {
+  fLifeTimer.expires_after(std::min(fHouse.patience.reading, fHouse.patience.silence) / kLooks);
+  fLifeTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
     const auto me = std::static_pointer_cast<Socket>(weak.lock());
-    if (error || !me) return;
-    // A timer that was set anew may still tell of its last time.
-    if (me->fWriteTimer.expiry() <= std::chrono::steady_clock::now()) me->finish();
+    if (error || !me || me->fIsOver) return;
+    me->lookForLife();
+    if (!me->fIsOver) me->watchLife();
   });
+}
+
+void Socket::lookForLife() {
+  const auto now = std::chrono::steady_clock::now();
+  Stream& stream = fWs.next_layer();
+  const int unsent = stream.unsent();
+  const bool hasTaken = unsent < std::exchange(fUnsent, unsent);
+  const bool hasWritten = stream.writes() != std::exchange(fWrites, stream.writes());
+  if (hasTaken) fAlive = now;
+  if (fIsWriting) {
+    if (hasTaken || hasWritten) fMoved = now;
+    if (now - fMoved >= fHouse.patience.reading) finish();
+    fAlive = now;  // whether it lives is not asked before it has the room for a question
+    return;
+  }
+  if (now - fAlive >= fHouse.patience.silence) return finish();
+  if (now - fAlive >= fHouse.patience.silence / 2) ping();
+}
+
+void Socket::ping() {
+  if (fIsPinging || fIsClosing) return;
+  fIsPinging = true;
+  fWs.async_ping({}, [me = self()](const beast::error_code&) { me->fIsPinging = false; });
 }
 
 void Socket::write() {
   fIsWriting = true;
-  limitTo(fHouse.patience.reading);
+  fMoved = std::chrono::steady_clock::now();
   fWs.async_write(net::buffer(fQueue.front()),
                   [me = self()](const beast::error_code& error, std::size_t) {
                     me->fIsWriting = false;
@@ -134,9 +164,8 @@ void Socket::write() {
 }
 
 void Socket::written(const beast::error_code& error) {
-  fWriteTimer.cancel();
   if (error || fIsOver) return finish();
-  fBytes -= fQueue.front().size();
+  fBytes.remove(fQueue.front().size());
   fQueue.pop_front();
   if (!fIsClosing) fConversation->goOn();
   if (!fQueue.empty()) {
@@ -148,7 +177,11 @@ void Socket::written(const beast::error_code& error) {
 }
 
 void Socket::close() {
-  limitTo(kClosing);
+  fTimer.expires_after(kClosing);
+  fTimer.async_wait([weak = weak_from_this()](const beast::error_code& error) {
+    const auto me = std::static_pointer_cast<Socket>(weak.lock());
+    if (!error && me) me->finish();
+  });
   fWs.async_close(fCloseCode, [me = self()](const beast::error_code&) { me->finish(); });
 }
 
@@ -159,8 +192,8 @@ void Socket::leave() {
 
 void Socket::finish() {
   if (std::exchange(fIsOver, true)) return;
-  fHelloTimer.cancel();
-  fWriteTimer.cancel();
+  fTimer.cancel();
+  fLifeTimer.cancel();
   fConversation->gone();
   fWs.next_layer().tcp().close();  // whatever still waits for it hears an error
 }

@@ -1,12 +1,15 @@
 // A connection, encrypted or not, as one type: what reads and writes it is compiled once.
 #pragma once
 
+#include <sys/ioctl.h>
+
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/ssl/context.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
 #include <boost/beast/ssl/ssl_stream.hpp>
 #include <boost/beast/websocket/ssl.hpp>
 #include <boost/beast/websocket/teardown.hpp>
+#include <cstdint>
 #include <optional>
 #include <utility>
 
@@ -32,6 +35,15 @@ class Stream {
   bool isTls() const { return fTls.has_value(); }
   beast::tcp_stream& tcp() { return fTls ? fTls->next_layer() : *fPlain; }
 
+  /// Goes on growing while what is written finds room.
+  std::uint64_t writes() const { return fWrites; }
+  /// Bytes that the system keeps because the other end has not taken them.
+  int unsent() {
+    int bytes = 0;
+    (void)::ioctl(tcp().socket().native_handle(), TIOCOUTQ, &bytes);
+    return bytes;
+  }
+
   /// As server or client; encrypted connections only.
   template <class Handler>
   void handshake(net::ssl::stream_base::handshake_type side, Handler&& handler) {
@@ -47,6 +59,7 @@ class Stream {
   }
   template <class Buffers, class Token>
   auto async_write_some(const Buffers& buffers, Token&& token) {
+    ++fWrites;
     if (fTls) return fTls->async_write_some(buffers, std::forward<Token>(token));
     return fPlain->async_write_some(buffers, std::forward<Token>(token));
   }
@@ -65,6 +78,7 @@ class Stream {
  private:
   std::optional<beast::tcp_stream> fPlain;
   std::optional<beast::ssl_stream<beast::tcp_stream>> fTls;
+  std::uint64_t fWrites = 0;
 };
 
 }  // namespace web

@@ -81,6 +81,13 @@ TEST_F(CallsTest, WhatExceedsALimitIsRefusedByName) {
   EXPECT_EQ(refusal(deep), "Lists are nested more deeply than the limit of 32");
 }
 
+TEST_F(CallsTest, ArgumentsThatExceedALimitWaitForNoThread) {
+  auto client = fPage.connect();
+  const Json reply = client.call("Test", "insist", Json::array({std::string(65537, 'x')}));
+  EXPECT_EQ(reply["error"]["text"], "A text has 65537 bytes; the limit is 65536");
+  EXPECT_FALSE(reply.contains("ms")) << "no call was begun";
+}
+
 TEST_F(CallsTest, TextThatIsNotUtf8AndListsWithoutEndComeAsFarAsJsonCan) {
   auto client = fPage.connect();
   EXPECT_EQ(client.call("Test", "broken")["value"],

@@ -91,6 +91,48 @@ TEST(Crowd, APageThatNeverReadsCostsABoundedNumberOfBytes) {
   EXPECT_LT(residentBytes(), before + most);
 }
 
+TEST(Crowd, FuturesThatEndInMoreThanAPageTakesSendItAway) {
+  constexpr int kFutures = 100;
+  constexpr std::size_t kBytes = 1 << 20;
+  TestPage page;
+  page.serve();
+  PageClient::Manner manner;
+  manner.receiveBuffer = kReceiveBuffer;
+  PageClient client(page.port(), manner);
+  client.hello("glutton");
+  for (int i = 0; i < kFutures; ++i) {
+    const int id = client.begin({{"op", "call"}, {"service", "Test"}, {"method", "later"}});
+    ASSERT_EQ(client.replyTo(id)["future"], true);
+  }
+  ::malloc_trim(0);
+  const std::size_t before = residentBytes();
+  page.settleLater(std::string(kBytes, 'x'));
+  EXPECT_TRUE(comesTrue([&] { return page.access.futures() == 0; })) << "they are let go of";
+  EXPECT_LT(residentBytes(), before + 64 * kBytes) << "all replies are 100 MiB";
+  EXPECT_STREQ(client.awaitEnd().what(),
+               "More bytes of replies that wait to be read than one page's limit of 8388608");
+  EXPECT_EQ(page.connect("other").call("Test", "add", {1, 2})["value"], 3);
+}
+
+TEST(Crowd, AWatchOfKeysWithoutEndIsEndedByName) {
+  const std::string filler(60'000, 'k');
+  TestPage page;
+  for (int i = 0; i < 300; ++i) page.memory.insert(filler + std::to_string(i), i);
+  page.serve();
+  auto client = page.connect();
+  client.ask({{"op", "watch"}, {"pattern", ""}});
+  Json event = Json::object();
+  for (int i = 0; event.value("event", "") != "ended"; ++i) {
+    ASSERT_LT(i, 300) << "all of them were named";
+    event = client.receive();
+    if (event.contains("frame")) client.send({{"op", "seen"}, {"frame", event["frame"]}});
+  }
+  EXPECT_EQ(event["what"], "watch");
+  EXPECT_EQ(event["text"], "More bytes of keys of a watch than one page's limit of 16777216");
+  EXPECT_EQ(page.memory.subscriptions(), 0u);
+  EXPECT_EQ(client.call("Test", "add", {1, 2})["value"], 3) << "everything else goes on";
+}
+
 TEST(Crowd, APageThatNeverReadsIsLetGo) {
   TestPage page;
   page.patience.reading = std::chrono::milliseconds(100);
@@ -99,6 +141,26 @@ TEST(Crowd, APageThatNeverReadsIsLetGo) {
   glutton.ask(40);
   EXPECT_TRUE(comesTrue([&] { return page.server->connections() == 0; }));
   EXPECT_TRUE(comesTrue([&] { return page.access.futures() == 0; }));
+}
+
+TEST(Crowd, APageThatReadsSlowlyStaysAsLongAsItGoesOn) {
+  constexpr int kReplies = 14;  // 7 MiB
+  TestPage page;
+  page.patience.silence = std::chrono::milliseconds(500);
+  page.patience.reading = std::chrono::seconds(5);
+  page.serve();
+  Glutton slow(page);
+  const auto start = std::chrono::steady_clock::now();
+  slow.ask(kReplies);
+  ASSERT_TRUE(comesTrue([&] { return page.access.running().empty(); }));
+  for (int i = 0; i < kReplies; ++i) {
+    // A slow way cannot be had on one machine but by reading seldom.
+    if (i < kReplies - 4) std::this_thread::sleep_for(std::chrono::milliseconds(150));
+    EXPECT_TRUE(slow.client().receive().contains("value")) << i;
+  }
+  EXPECT_GT(std::chrono::steady_clock::now() - start, 2 * page.patience.silence)
+      << "nothing was read of it meanwhile";
+  EXPECT_TRUE(slow.client().ask({{"op", "services"}, {"id", 100}}).contains("services"));
 }
 
 TEST(Crowd, APageThatWatchesAndNeverReadsHoldsUpNobody) {

@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 
 #include "web/test/test_page.h"
+#include "web/test/unpacked.h"
 
 namespace web {
 namespace {
@@ -59,6 +60,22 @@ TEST(Files, HoldWhatWasThereAtTheStart) {
   folder.write("b.js", "new");
   EXPECT_EQ(files.find("/a.js")->content, "one");
   EXPECT_FALSE(files.find("/b.js"));
+}
+
+TEST(Files, ArePackedWhereThatIsSmaller) {
+  const door::TemporaryFolder folder;
+  const std::string content(1000, 'a');
+  folder.write("a.js", content);
+  folder.write("tiny.js", "a");
+  folder.write("a.png", content);
+  const Files files(folder.path());
+  const auto packed = files.find("/a.js");
+  EXPECT_EQ(packed->content, content);
+  EXPECT_LT(packed->packed.size(), 100u);
+  EXPECT_EQ(unpacked(packed->packed), content);
+  EXPECT_NE(packed->packedTag, packed->tag) << "two forms, two tags";
+  EXPECT_EQ(files.find("/tiny.js")->packed, "");
+  EXPECT_EQ(files.find("/a.png")->packed, "") << "pictures are packed by themselves";
 }
 
 TEST(Files, ThatAreEmptyAreServedToo) {

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 
 #include "web/test/test_page.h"
+#include "web/test/unpacked.h"
 
 namespace web {
 namespace {
@@ -65,6 +66,44 @@ TEST_F(HttpTest, AFileThatTheBrowserHasIsNotSentAgain) {
   EXPECT_EQ(statusOf(again), "HTTP/1.1 304");
   EXPECT_THAT(again, AllOf(HasSubstr(tag), EndsWith("\r\n\r\n")));
   EXPECT_EQ(statusOf(ask("GET /robot.js", "If-None-Match: \"other\"\r\n")), "HTTP/1.1 200");
+}
+
+TEST_F(HttpTest, AFileComesPackedToWhoAcceptsIt) {
+  const std::string content(2000, 'x');
+  fPage.folder.write("large.js", content);
+  fPage.serve();
+  const auto bodyOf = [](const std::string& answer) {
+    return answer.substr(answer.find("\r\n\r\n") + 4);
+  };
+  const std::string plain = ask("GET /large.js");
+  EXPECT_THAT(plain, AllOf(HasSubstr("Vary: Accept-Encoding\r\n"), Not(HasSubstr("Content-Enc"))));
+  EXPECT_EQ(bodyOf(plain), content);
+  const std::string packed = ask("GET /large.js", "Accept-Encoding: br, gzip;q=0.5\r\n");
+  EXPECT_THAT(packed,
+              AllOf(HasSubstr("Vary: Accept-Encoding\r\n"), HasSubstr("Content-Encoding: gzip\r\n"),
+                    HasSubstr("Content-Type: text/javascript; charset=utf-8\r\n")));
+  EXPECT_EQ(unpacked(bodyOf(packed)), content);
+  EXPECT_THAT(packed, HasSubstr("Content-Length: " + std::to_string(bodyOf(packed).size()) + "\r"));
+  EXPECT_EQ(bodyOf(ask("HEAD /large.js", "Accept-Encoding: gzip\r\n")), "");
+  EXPECT_EQ(bodyOf(ask("GET /large.js", "Accept-Encoding: gzip;q=0, *\r\n")), content);
+  EXPECT_THAT(ask("GET /large.js", "Accept-Encoding: br\r\nAccept-Encoding: gzip\r\n"),
+              HasSubstr("Content-Encoding: gzip"))
+      << "a header may come in two lines";
+}
+
+TEST_F(HttpTest, AFileThatTheBrowserHasPackedIsNotSentAgainPacked) {
+  fPage.folder.write("large.js", std::string(2000, 'x'));
+  fPage.serve();
+  const std::string accept = "Accept-Encoding: gzip\r\n";
+  const std::string first = ask("GET /large.js", accept);
+  const auto at = first.find("ETag: ");
+  ASSERT_NE(at, std::string::npos);
+  const std::string known =
+      "If-None-Match: " + first.substr(at + 6, first.find("\r\n", at) - at - 6) + "\r\n";
+  const std::string again = ask("GET /large.js", accept + known);
+  EXPECT_EQ(statusOf(again), "HTTP/1.1 304");
+  EXPECT_THAT(again, AllOf(HasSubstr("Vary: Accept-Encoding"), Not(HasSubstr("Content-Encoding"))));
+  EXPECT_EQ(statusOf(ask("GET /large.js", known)), "HTTP/1.1 200") << "the other form has its own";
 }
 
 TEST_F(HttpTest, NoPathLeavesTheListOfFiles) {

@@ -160,8 +160,8 @@ TEST_F(OpsTest, WhoTellsWhoMadeACall) {
   client.call("Test", "add", {1, 2});
   const int stay = client.begin({{"op", "call"}, {"service", "Test"}, {"method", "stay"}});
   fPage.awaitInside(1);
-  const Json calls = client.ask({{"op", "who"}, {"calls", {2, 7, 1, 1}}})["calls"];
-  ASSERT_EQ(calls.size(), 4u);
+  const Json calls = client.ask({{"op", "who"}, {"calls", {2, 7, 1, 1, 0}}})["calls"];
+  ASSERT_EQ(calls.size(), 5u);
   EXPECT_EQ(calls[0]["method"], "stay");
   EXPECT_TRUE(calls[1].is_null());
   EXPECT_EQ(calls[2]["method"], "add");
@@ -170,6 +170,7 @@ TEST_F(OpsTest, WhoTellsWhoMadeACall) {
   EXPECT_EQ(calls[2]["service"], "Test");
   EXPECT_GT(calls[2]["when"], 1.5e9);
   EXPECT_EQ(calls[3], calls[2]);
+  EXPECT_TRUE(calls[4].is_null()) << "what no call did has the origin 0";
   client.ask({{"op", "stop"}, {"call", stay}});
   client.replyTo(stay);
 }

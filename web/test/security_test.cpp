@@ -6,34 +6,26 @@
 #include <cstdlib>
 
 #include "access/test/certificate.h"
-#include "access/test/own_address.h"
+#include "access/test/protections.h"
 #include "web/test/test_page.h"
 
 namespace web {
 namespace {
 
+using door::kViewerToken;
+using door::kWrongToken;
+using door::Protection;
 using testing::HasSubstr;
-
-const std::string kOperatorToken = "the-token-of-an-operator";
-const std::string kViewerToken = "the-token-of-a-viewer";
-const std::string kWrongToken = "a-token-that-nobody-gave-out";
 
 const door::Certificate& certificate() {
   static const door::Certificate made;
   return made;
 }
 
-struct Protection {
-  bool hasTls;
-  bool hasTokens;
-  bool isInsecure;
-};
-
 class PageDoor : public testing::Test {
  protected:
   PageDoor() {
-    fFiles.write("tokens",
-                 "operator " + kOperatorToken + "\nviewer " + kViewerToken + " display\n");
+    fFiles.write("tokens", door::textOfTokens());
     ::chmod(fFiles.file("tokens").c_str(), 0600);
   }
   void listen(const std::string& host, bool isLocal, const Protection& protection) {
@@ -67,63 +59,25 @@ class PageDoor : public testing::Test {
     return reply["role"];
   }
 
+  void expectTheTableToHold(const std::vector<door::Road>& roads) {
+    door::expectTheTableToHold(roads, [&](const door::Road& road, const Protection& protection) {
+      listen(road.listens, road.isLocal, protection);
+      return [&, hasTls = protection.hasTls](const std::string& token) {
+        return roleAt(road.reached, hasTls, token);
+      };
+    });
+  }
+
   TestPage fPage;
   door::TemporaryFolder fFiles;
 };
 
-std::vector<Protection> protections() {
-  std::vector<Protection> all;
-  for (int bits = 0; bits < 8; ++bits) {
-    all.push_back({(bits & 1) != 0, (bits & 2) != 0, (bits & 4) != 0});
-  }
-  return all;
-}
-
-std::string nameOf(const std::string& host, const Protection& protection) {
-  return host + (protection.hasTls ? " TLS" : "") + (protection.hasTokens ? " tokens" : "") +
-         (protection.isInsecure ? " --insecure" : "");
-}
-
 TEST_F(PageDoor, OnThisMachineNobodyNeedsAnything) {
-  for (const std::string host : {"127.0.0.1", "127.0.0.2"}) {
-    for (const Protection& protection : protections()) {
-      SCOPED_TRACE(nameOf(host, protection));
-      listen(host, true, protection);
-      const auto role = [&](const std::string& token) {
-        return roleAt(host, protection.hasTls, token);
-      };
-      EXPECT_EQ(role(""), "operator");
-      EXPECT_EQ(role(kWrongToken), protection.hasTokens ? "nothing" : "operator");
-      EXPECT_EQ(role(kViewerToken), protection.hasTokens ? "viewer" : "operator");
-      EXPECT_EQ(role(kOperatorToken), "operator");
-    }
-  }
+  expectTheTableToHold({{"127.0.0.1", "127.0.0.1"}, {"127.0.0.2", "127.0.0.2"}});
 }
 
 TEST_F(PageDoor, OtherMachinesNeedTlsAndATokenUnlessSomebodySaysOtherwise) {
-  // Where the robot listens, which is what counts, and by which of its addresses it is reached.
-  std::vector<std::pair<std::string, std::string>> roads{{"0.0.0.0", "127.0.0.1"}};
-  if (const std::string own = door::ownAddress();
-      !own.empty()) {  // a machine may have loopback alone
-    roads.insert(roads.end(), {{"0.0.0.0", own}, {own, own}});
-  }
-  for (const auto& [host, reached] : roads) {
-    for (const Protection& protection : protections()) {
-      SCOPED_TRACE(nameOf(host + " by " + reached, protection));
-      if (!protection.isInsecure && !(protection.hasTls && protection.hasTokens)) {
-        EXPECT_THROW(listen(host, false, protection), std::invalid_argument);
-        continue;
-      }
-      listen(host, false, protection);
-      const auto role = [&, address = reached](const std::string& token) {
-        return roleAt(address, protection.hasTls, token);
-      };
-      EXPECT_EQ(role(""), protection.hasTokens ? "nothing" : "operator");
-      EXPECT_EQ(role(kWrongToken), protection.hasTokens ? "nothing" : "operator");
-      EXPECT_EQ(role(kViewerToken), protection.hasTokens ? "viewer" : "operator");
-      EXPECT_EQ(role(kOperatorToken), "operator");
-    }
-  }
+  expectTheTableToHold(door::roadsFromOutside());
 }
 
 TEST_F(PageDoor, ThreeTriesAreGivenAndNoMore) {

@@ -53,10 +53,10 @@ class TestPage {
   void awaitInside(int count) const {
     if (!comesTrue([&] { return inside == count; })) throw std::runtime_error("not inside");
   }
-  void settleLater() {
+  void settleLater(const std::string& value = "settled") {
     xo::Promise<HB::HBValue> fresh;
     std::swap(fresh, later);
-    fresh.setValue(HB::HBValue("settled"));
+    fresh.setValue(HB::HBValue(value));
   }
 
   door::TemporaryFolder folder;
