@@ -148,7 +148,8 @@ v1::GetInfoReply RobotClient::Connection::meet() const {
                           " does not let this program in: " + status.error_message(),
                       {}, "Whoever runs the robot hands out its tokens.");
   }
-  if (status.error_message().find("GOAWAY") != std::string::npos) {
+  if (status.error_code() == grpc::StatusCode::UNAVAILABLE) {
+    // Its words are not always in the status: the library may meet the end of the connection first.
     const std::string why = whyTurnedAway(address);
     if (!why.empty()) {
       throw RemoteError(Fault::kRefused,

@@ -91,6 +91,21 @@ TEST(Client, AListenerThatSpeaksSomethingElseIsNotARobot) {
   EXPECT_EQ(error.fault(), Fault::kNotARobot);
 }
 
+TEST(Client, ARobotWhoseConnectionBreaksOffIsAskedOnceMoreWhyItTurnsAway) {
+  const RawSocket listener = RawSocket::listenTcp();
+  std::atomic<bool> isOver{false};
+  std::thread robot([&] {
+    listener.accept().breakOff();
+    while (!isOver) listener.accept().send("No connection can be taken in: Too many open files");
+  });
+  const auto error = connectError(atPort(listener.port()));
+  isOver = true;
+  listener.closeListening();
+  robot.join();
+  EXPECT_EQ(error.fault(), Fault::kRefused);
+  EXPECT_THAT(error.what(), HasSubstr("No connection can be taken in: Too many open files"));
+}
+
 TEST(Client, AnotherGrpcServerIsNotARobot) {
   grpc::health::v1::Health::Service other;
   const BareServer server(&other);
