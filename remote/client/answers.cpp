@@ -1,5 +1,7 @@
 #include "remote/client/answers.h"
 
+#include "remote/proto/handover.h"
+
 namespace remote {
 
 Answers::~Answers() {
@@ -10,34 +12,38 @@ Answers::~Answers() {
   }
 }
 
-void Answers::await(Awaited& one) {
+void Answers::await(Awaited& one) noexcept {
   std::unique_lock lock(fMutex);
   if (!one.isHere && fIsLed) {
-    fWaiting.insert(&one);
+    fWaiting.splice(fWaiting.end(), one.place);
     one.changed.wait(lock, [&] { return one.isHere || !fIsLed; });
-    if (!one.isHere) fWaiting.erase(&one);
+    if (one.isHere) {
+      --fLeaving;
+    } else {
+      one.place.splice(one.place.end(), fWaiting, one.self);
+    }
   }
-  if (one.isHere) {
-    --fLeaving;
-  } else {
-    lead(one, lock);
-  }
-  if (!fIsLed && fLeaving == 0 && !fWaiting.empty()) (*fWaiting.begin())->changed.notify_one();
+  if (!one.isHere) lead(one, lock);
+  // One that is on its way out looks after those that wait when it is there, and may lead before.
+  if (!fIsLed && fLeaving == 0 && !fWaiting.empty()) fWaiting.front()->changed.notify_one();
 }
 
-void Answers::lead(const Awaited& until, std::unique_lock<std::mutex>& lock) {
+void Answers::lead(const Awaited& until, std::unique_lock<std::mutex>& lock) noexcept {
   fIsLed = true;
   while (true) {
     lock.unlock();
     void* tag = nullptr;
     bool ok = false;
     fQueue.Next(&tag, &ok);
+    takenOver(tag);
     lock.lock();
-    if (tag == &until) break;
-    auto& other = *static_cast<Awaited*>(tag);
-    other.isHere = true;
+    auto& arrived = *static_cast<Awaited*>(tag);
+    arrived.isHere = true;
+    if (&arrived == &until) break;
+    if (!arrived.place.empty()) continue;  // nobody waits for it yet
+    arrived.place.splice(arrived.place.end(), fWaiting, arrived.self);
     ++fLeaving;
-    if (fWaiting.erase(&other) > 0) other.changed.notify_one();
+    arrived.changed.notify_one();
   }
   fIsLed = false;
 }

@@ -4,8 +4,8 @@
 #include <grpcpp/completion_queue.h>
 
 #include <condition_variable>
+#include <list>
 #include <mutex>
-#include <set>
 
 namespace remote {
 
@@ -19,6 +19,8 @@ class Answers {
     friend class Answers;
     bool isHere = false;
     std::condition_variable changed;
+    std::list<Awaited*> place{this};  // moved among those that wait: waiting allocates nothing
+    const std::list<Awaited*>::iterator self = place.begin();
   };
 
   Answers() = default;
@@ -29,18 +31,19 @@ class Answers {
 
   /// Where an operation begins whose tag is an `Awaited`.
   grpc::CompletionQueue* queue() { return &fQueue; }
-  /// Blocks until the operation of that tag ended. Must be called for every one that began.
-  void await(Awaited& one);
+  /// Blocks until the operation of that tag ended. Must be called for every one that began, by
+  /// whoever keeps its tag.
+  void await(Awaited& one) noexcept;
 
  private:
   /// Takes what arrives until it is that.
-  void lead(const Awaited& until, std::unique_lock<std::mutex>& lock);
+  void lead(const Awaited& until, std::unique_lock<std::mutex>& lock) noexcept;
 
   grpc::CompletionQueue fQueue;
   std::mutex fMutex;
   bool fIsLed = false;
-  int fLeaving = 0;             // have their answers and are on their way out
-  std::set<Awaited*> fWaiting;  // have none; without the leader's
+  int fLeaving = 0;              // waited, have their answers and are on their way out
+  std::list<Awaited*> fWaiting;  // have none; without the leader's
 };
 
 }  // namespace remote

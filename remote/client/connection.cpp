@@ -148,7 +148,7 @@ v1::GetInfoReply RobotClient::Connection::meet() const {
                           " does not let this program in: " + status.error_message(),
                       {}, "Whoever runs the robot hands out its tokens.");
   }
-  if (status.error_code() == grpc::StatusCode::UNAVAILABLE) {
+  if (status.error_code() == grpc::StatusCode::UNAVAILABLE && !options.tls) {
     // Its words are not always in the status: the library may meet the end of the connection first.
     const std::string why = whyTurnedAway(address);
     if (!why.empty()) {

@@ -4,6 +4,7 @@
 
 #include "remote/client/connection.h"
 #include "remote/proto/convert.h"
+#include "remote/proto/handover.h"
 
 namespace remote {
 namespace {
@@ -100,7 +101,7 @@ CallReply RobotClient::call(const std::string& service, const std::string& metho
   Answers::Awaited answer;
   const auto reader =
       fConnection->stub->AsyncCall(context.get(), request, fConnection->answers.queue());
-  reader->Finish(&reply, &status, &answer);
+  reader->Finish(&reply, &status, handedOver(&answer));
   fConnection->answers.await(answer);
   if (!status.ok()) throw fConnection->errorOf(status, options.cancel);
   if (reply.has_error()) {

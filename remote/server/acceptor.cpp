@@ -1,11 +1,13 @@
 #include "remote/server/acceptor.h"
 
 #include <fcntl.h>
+#include <linux/sockios.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -35,7 +37,7 @@ constexpr std::chrono::milliseconds kBreath{50};
 /// How often connections are looked at, and so many looks in a row find a lost one full.
 constexpr std::chrono::seconds kBetweenLooks{4};
 constexpr int kLooksFull = 4;
-const std::string kNotTakenIn = "No connection can be taken in: ";
+constexpr const char* kNotTakenIn = "No connection can be taken in: ";
 
 Descriptor require(int file) {
   if (file < 0) throw std::system_error(errno, std::system_category(), "connections");
@@ -82,9 +84,8 @@ Acceptor::Acceptor(std::vector<Way> ways, std::size_t mostConnections)
       fWays(std::move(ways)),
       fPoll(require(::epoll_create1(EPOLL_CLOEXEC))),
       fEnd(require(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))) {
-  bool isWatched = watch(fEnd.get(), EPOLLIN, EPOLL_CTL_ADD);
-  for (const Way& way : fWays)
-    isWatched = isWatched && watch(way.listener.get(), EPOLLIN, EPOLL_CTL_ADD);
+  bool isWatched = watch(fEnd.get(), EPOLLIN);
+  for (const Way& way : fWays) isWatched = isWatched && watch(way.listener.get(), EPOLLIN);
   if (!isWatched) throw std::system_error(errno, std::system_category(), "connections");
   fThread = std::thread([this] { run(); });
 }
@@ -95,11 +96,11 @@ Acceptor::~Acceptor() {
   fThread.join();
 }
 
-bool Acceptor::watch(int file, unsigned events, int how) const {
+bool Acceptor::watch(int file, unsigned events) const {
   epoll_event event{};
   event.events = events;
   event.data.fd = file;
-  return ::epoll_ctl(fPoll.get(), how, file, &event) == 0;
+  return ::epoll_ctl(fPoll.get(), EPOLL_CTL_ADD, file, &event) == 0;
 }
 
 void Acceptor::run() {
@@ -117,7 +118,7 @@ void Acceptor::run() {
       if (way != fWays.end()) {
         takeIn(*way);
       } else {
-        happened(file, event.events);
+        ended(file);
       }
     }
     if (millisecondsToLook() == 0) look();
@@ -131,26 +132,22 @@ int Acceptor::millisecondsToLook() const {
   return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
 }
 
-/// Who is full is asked to tell when there is room again; nobody else costs a wake-up.
 void Acceptor::look() {
   fNextLook = std::chrono::steady_clock::now() + kBetweenLooks;
-  std::vector<pollfd> all;
-  for (const auto& [file, open] : fConnections) all.push_back({file, POLLOUT, 0});
-  ::poll(all.data(), all.size(), 0);
-  for (const pollfd& one : all) {
-    if (one.revents != 0) continue;
-    int& looksFull = fConnections.at(one.fd).looksFull;
-    if (++looksFull == 1) watch(one.fd, EPOLLRDHUP | EPOLLOUT, EPOLL_CTL_MOD);
-    if (looksFull != kLooksFull) continue;
+  for (auto& [file, open] : fConnections) {
+    if (!open.isStuck(file)) continue;
     kLog.verbose("A client takes nothing of what it is sent: its connection ends");
-    ::shutdown(one.fd, SHUT_RDWR);
+    ::shutdown(file, SHUT_RDWR);
   }
 }
 
-void Acceptor::happened(int file, unsigned events) {
-  if (events != EPOLLOUT) return ended(file);
-  fConnections.at(file).looksFull = 0;
-  watch(file, EPOLLRDHUP, EPOLL_CTL_MOD);
+bool Acceptor::Open::isStuck(int file) {
+  int now = 0;
+  pollfd room{file, POLLOUT, 0};
+  const bool isFull = ::ioctl(file, SIOCOUTQ, &now) == 0 && now > 0 && ::poll(&room, 1, 0) == 0;
+  looksFull = !isFull ? 0 : now == unsent ? looksFull + 1 : 1;
+  unsent = now;
+  return looksFull == kLooksFull;
 }
 
 void Acceptor::takeIn(Way& way) {
@@ -159,7 +156,7 @@ void Acceptor::takeIn(Way& way) {
   if (connection.get() < 0) {
     // Its client may have gone. Else it still waits, and files may come free.
     if (errno == EAGAIN || errno == ECONNABORTED) return;
-    warn(kNotTakenIn + std::system_category().message(errno) + ": who comes waits");
+    warn(std::string(kNotTakenIn) + std::system_category().message(errno) + ": who comes waits");
     std::this_thread::sleep_for(kBreath);
     return;
   }
@@ -172,7 +169,7 @@ void Acceptor::takeIn(Way& way) {
   (void)::setsockopt(connection.get(), SOL_SOCKET, SO_SNDBUF, &kSendBytes, sizeof(kSendBytes));
   Open open{Descriptor(::fcntl(connection.get(), F_DUPFD_CLOEXEC, 0)), &way};
   const int second = open.second.get();
-  if (second < 0 || !watch(second, EPOLLRDHUP, EPOLL_CTL_ADD)) {
+  if (second < 0 || !watch(second, EPOLLRDHUP)) {
     const std::string error = std::system_category().message(errno);
     return turnAway(way, std::move(connection), kNotTakenIn + error);
   }

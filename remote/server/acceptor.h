@@ -15,9 +15,9 @@
 
 namespace remote {
 
-/// One thread, asleep while nobody comes or goes, hands each connection to gRPC, up to a number for
-/// each way in. Who comes then is told which limit it is, in HTTP/2's words (GOAWAY), and turned
-/// away; over TLS it is only turned away.
+/// One thread hands each connection to gRPC, up to a number for each way in. Who comes then is told
+/// which limit it is, in HTTP/2's words (GOAWAY), and turned away; over TLS it is only turned away.
+/// It sleeps while nobody comes or goes, but for a look every few seconds at those who are in.
 ///
 /// A connection belongs to gRPC. A second descriptor of it is kept here and tells when it is over.
 /// One that takes nothing of what it is sent for longer than gRPC waits for an answer is ended: its
@@ -42,10 +42,9 @@ class Acceptor {
  private:
   void run();
   /// False: errno tells why.
-  bool watch(int file, unsigned events, int how) const;
+  bool watch(int file, unsigned events) const;
   void takeIn(Way& way);
   void turnAway(const Way& way, Descriptor connection, const std::string& why);
-  void happened(int file, unsigned events);
   void ended(int file);
   void look();
   int millisecondsToLook() const;
@@ -59,7 +58,10 @@ class Acceptor {
   struct Open {
     Descriptor second;
     Way* way = nullptr;
-    int looksFull = 0;  // in a row
+    int unsent = 0;     // bytes at the last look
+    int looksFull = 0;  // in a row, with nothing taken between them
+    /// It has been full, and its client has taken nothing, for some looks.
+    bool isStuck(int file);
   };
   std::map<int, Open> fConnections;                   // by the second descriptor
   std::chrono::steady_clock::time_point fNextLook{};  // while there are connections

@@ -17,7 +17,7 @@ inline constexpr std::chrono::milliseconds kPongWithin{1500};
 /// How often a lender that has not answered yet is looked after.
 inline constexpr std::chrono::milliseconds kPongLook{50};
 /// Who wakes later than this was stopped, with the whole robot: answers wait unread meanwhile.
-inline constexpr std::chrono::milliseconds kStandstill{200};
+inline constexpr std::chrono::milliseconds kStandstill{1000};
 
 /// One who is asked.
 class Pinged {

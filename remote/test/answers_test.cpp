@@ -90,6 +90,21 @@ TEST(Answers, WaitForWhoComesLate) {
   leader.operation.end();
 }
 
+TEST(Answers, ThatNobodyAwaitsYetKeepNobodyElseWaiting) {
+  Answers answers;
+  Operation late(answers);
+  {
+    Caller leader(answers);
+    Caller other(answers);
+    late.end();
+    leader.operation.end();
+    leader.waitForAnswer();
+    other.operation.end();
+    other.waitForAnswer();
+  }
+  late.await();
+}
+
 TEST(Answers, ReachManyThreadsThatComeAndGo) {
   Answers answers;
   std::vector<std::thread> threads;

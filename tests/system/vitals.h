@@ -22,6 +22,8 @@ void forgetPeak(pid_t pid);
 /// Whether memory tells anything: under a sanitizer what was freed is kept on purpose.
 #if defined(__SANITIZE_ADDRESS__)
 inline constexpr bool kIsMemoryTelling = false;
+#elif defined(__has_feature)
+inline constexpr bool kIsMemoryTelling = !__has_feature(address_sanitizer);
 #else
 inline constexpr bool kIsMemoryTelling = true;
 #endif

@@ -107,9 +107,9 @@ TEST(OsPreferCurrentThread, ConcernsThatThreadAloneAndNoneThatItStarts) {
   const rlimit none{0, 0};
   setrlimit(RLIMIT_RTPRIO, &none);
   constexpr uid_t kNobody = 65534;
-  if (getuid() == 0 && setuid(kNobody) != 0) std::exit(2);
+  if (getuid() == 0 && setuid(kNobody) != 0) std::_Exit(2);
   const bool isPreferred = xo::os::preferCurrentThread();
-  std::exit(!isPreferred && sched_getscheduler(0) == SCHED_OTHER ? 0 : 1);
+  std::_Exit(!isPreferred && sched_getscheduler(0) == SCHED_OTHER ? 0 : 1);
 }
 
 TEST(OsPreferCurrentThread, ChangesNothingWhereItIsNotAllowed) {

@@ -9,9 +9,10 @@ namespace HB {
 
 /// Takes the outputs of numbered channels; what they are, a driver learns when it is made (HBMotion
 /// numbers the devices of the robot model in ascending order of their keys). Called by one thread
-/// at a time, in the order in which values hold: the tick's thread, or a caller's for values that
-/// take effect at once. Motion waits for it and holds its lock: it must not block for longer than a
-/// fraction of a tick (10 ms) and must not call motion.
+/// at a time, in the order in which values hold: the tick's thread, which runs before ordinary ones
+/// where the system allows it, or a caller's for values that take effect at once. Motion waits for
+/// it and holds its lock: it must not block for longer than a fraction of a tick (10 ms) and must
+/// not call motion.
 class LedDriver {
  public:
   LedDriver() = default;

@@ -92,7 +92,7 @@ void MotionLoop::xRun() {
       continue;
     }
     xWrite(fAnimator.advance(xMicroseconds(now)));
-    fTick = xNextTick(now);
+    fTick = xNextTick(xo::clock().now());  // ticks missed in a long write are left out
   }
 }
 
