@@ -86,6 +86,7 @@ TEST(ClientThatWantsTooMuch, FiveThousandIdleConnectionsAreKeptUpToTheLimitAndTh
   const int count = affordable(5000 * 2) / 2;
   const std::size_t limit = limitOf(robot, "connections, by each way in");
   const std::string words = "The connections have reached the limit of " + std::to_string(limit);
+  ASSERT_GT(count, static_cast<int>(limit)) << "more open files must be allowed: ulimit -Hn";
   for (int round = 0; round < faultRounds(); ++round) {
     const auto start = std::chrono::steady_clock::now();
     Idle tcp(count, kPreface, [&] { return RawSocket::connectTcp(robot.port()); });
@@ -115,6 +116,7 @@ TEST(ClientThatWantsTooMuch, FiveThousandIdleBrowsersAreKeptUpToTheLimitAndTheOt
   robot.begin();
   {
     const int count = affordable(5000);
+    ASSERT_GT(count, 256 + 32) << "more open files must be allowed: ulimit -Hn";
     Idle browsers(count, "", [&] { return RawSocket::connectTcp(robot.pagePort()); });
     EXPECT_TRUE(eventually(
         [&] { return robot.vitals().descriptors - robot.before().descriptors == 256 + 32; }));

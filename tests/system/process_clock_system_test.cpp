@@ -97,7 +97,7 @@ class WallClockOfARobot : public testing::Test {
     for (const auto& call : fRobot.client().calls().ended) {
       if (call.method == "off") fLastBegan = call.began;
     }
-    return std::chrono::round<std::chrono::seconds>(fLastBegan - std::chrono::system_clock::now());
+    return std::chrono::round<std::chrono::minutes>(fLastBegan - std::chrono::system_clock::now());
   }
   /// Everything that takes its time takes it, whatever `set` does to the wall clock meanwhile.
   void expectTimed(const std::string& what, const std::function<void()>& set) {

@@ -115,7 +115,7 @@ TEST(RobotThatIsTold, ToEndWithTwoHundredOpenStreamsEndsEachAndItself) {
 
     const auto start = steady_clock::now();
     robot.robot().process().signal(SIGTERM);
-    const Outcome ended = robot.robot().process().wait();
+    const Outcome ended = robot.robot().process().wait(2s);
     std::cout << "measured: SIGTERM with " << open
               << " streams, 16 animations and a page: ended in "
               << (steady_clock::now() - start) / 1ms << " ms\n";
