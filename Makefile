@@ -83,11 +83,11 @@ fuzz: test-deps build-fuzz/build.ninja
 	@python3 fuzz/run.py build-fuzz $(FUZZ_ARGS)
 
 # What takes too long for every day, step by step: make torture ONLY=soak,fuzz; RESUME=1 leaves out
-# what passed at this commit.
+# what passed at this commit with the same settings.
 ONLY ?=
 RESUME ?=
 torture: bench-deps
-	@JOBS=$(JOBS) python3 tests/torture.py --only '$(ONLY)' $(if $(RESUME),--resume)
+	@JOBS=$(JOBS) python3 tests/torture.py --only '$(ONLY)' $(if $(filter-out 0,$(RESUME)),--resume)
 
 # Every test once more, counting lines; then faults, one at a time.
 coverage: test-deps build-coverage/build.ninja
