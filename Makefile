@@ -101,8 +101,8 @@ bench: bench-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks
 	@/usr/bin/python3 bench/scales.py build $(BENCH_ARGS)
 
-# Since the commit that published the last figures, unless another is named.
-BASE ?= $(shell git log -1 --format=%H -- docs/performance.md)
+# Since the commit that bench/base names, unless another is named.
+BASE ?= $(shell cat bench/base)
 instructions: bench-deps build/build.ninja
 	@bench/compare-builds $(BASE)
 
