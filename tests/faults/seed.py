@@ -144,7 +144,7 @@ def main():
     parser.add_argument("--list", action="store_true", help="what there is")
     parser.add_argument("--fit", action="store_true", help="only whether they fit the sources")
     parser.add_argument("word", nargs="?", default="")
-    options = parser.parse_args()
+    options = parser.parse_intermixed_args()  # WORD may stand last
     chosen = [fault for fault in FAULTS if options.word in fault.what]
     if options.list:
         print("\n".join(f"{fault.program:12} {fault.what}" for fault in chosen))
