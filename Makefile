@@ -89,7 +89,7 @@ RESUME ?=
 torture: bench-deps
 	@JOBS=$(JOBS) python3 tests/torture.py --only '$(ONLY)' $(if $(filter-out 0,$(RESUME)),--resume)
 
-# Every test once more, counting lines; then faults, one at a time.
+# The tests once more, counting lines; then faults, one at a time.
 coverage: test-deps build-coverage/build.ninja
 	@cmake --build build-coverage -j $(JOBS) --target tests_all
 	@/usr/bin/python3 tests/coverage.py build-coverage --jobs $(JOBS)
