@@ -83,13 +83,13 @@ fuzz: test-deps build-fuzz/build.ninja
 	@python3 fuzz/run.py build-fuzz $(FUZZ_ARGS)
 
 # What takes too long for every day, step by step: make torture ONLY=soak,fuzz; RESUME=1 leaves out
-# what passed at this commit.
+# what passed at this commit with the same settings.
 ONLY ?=
 RESUME ?=
 torture: bench-deps
-	@JOBS=$(JOBS) python3 tests/torture.py --only '$(ONLY)' $(if $(RESUME),--resume)
+	@JOBS=$(JOBS) python3 tests/torture.py --only '$(ONLY)' $(if $(filter-out 0,$(RESUME)),--resume)
 
-# Every test once more, counting lines; then faults, one at a time.
+# The tests once more, counting lines; then faults, one at a time.
 coverage: test-deps build-coverage/build.ninja
 	@cmake --build build-coverage -j $(JOBS) --target tests_all
 	@/usr/bin/python3 tests/coverage.py build-coverage --jobs $(JOBS)
@@ -101,8 +101,8 @@ bench: bench-deps build/build.ninja
 	@cmake --build build -j $(JOBS) --target benchmarks
 	@/usr/bin/python3 bench/scales.py build $(BENCH_ARGS)
 
-# Since the commit that published the last figures, unless another is named.
-BASE ?= $(shell git log -1 --format=%H -- docs/performance.md)
+# Since the commit that bench/base names, unless another is named.
+BASE ?= $(shell cat bench/base)
 instructions: bench-deps build/build.ninja
 	@bench/compare-builds $(BASE)
 

@@ -2,7 +2,7 @@
 
     tests/coverage.py BUILD [--least PERCENT] [--jobs N] [--lines FOLDER] [--again]
 
-Runs every test of that build. Fails when one fails, and when a folder stays below PERCENT. --lines
+Runs every test of that build but those labelled `source`. Fails when one fails, and when a folder stays below PERCENT. --lines
 lists the lines of FOLDER that no test runs.
 """
 import argparse

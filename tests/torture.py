@@ -4,8 +4,8 @@
 
 A step that fails does not keep the next from running. What each said is in build/torture/STEP.log;
 the last verdict of each step is kept, and all are shown at the end as a table, and as Markdown in
-build/torture/results.md. --resume leaves out what passed at this commit. Fails when a step of this
-run failed.
+build/torture/results.md. --resume leaves out what passed at this commit with the same settings;
+nothing is left out while files differ from their commit. Fails when a step of this run failed.
 """
 import argparse
 import datetime
@@ -22,6 +22,9 @@ JOBS = os.environ.get("JOBS") or str(os.cpu_count())
 ROUNDS = os.environ.get("TORTURE_ROUNDS") or "1000"
 MINUTES = os.environ.get("TORTURE_MINUTES") or "10"
 INPUTS = os.environ.get("TORTURE_INPUTS") or "1000000"
+FAULTS, SEQUENCES = "10", "2000"
+MOTION = "motion_fault_system_test"
+RACK = ("client_fault_system_test", "client_excess_system_test", "process_fault_system_test", MOTION)
 PYTHON = "/usr/bin/python3"
 
 ASAN = {"ASAN_OPTIONS": "detect_leaks=1:strict_string_checks=1",
@@ -43,6 +46,11 @@ def build(folder, *targets):
             ["cmake", "--build", folder, "-j", JOBS, "--target", *targets]]
 
 
+def longest(hours, *command):
+    """For what has no end of its own when it hangs."""
+    return ["timeout", f"{hours}h", *command]
+
+
 STEPS = (
     Step("unload", f"all modules away and back {ROUNDS} times",
          [*build("build", "unload_test"), ["build/bin/unload_test"]], {"UNLOAD_ROUNDS": ROUNDS}),
@@ -56,11 +64,18 @@ STEPS = (
          [*build("build-tsan", "remote_storm_test"),
           [PYTHON, "tests/soak/races.py", "build-tsan/bin/remote_storm_test"]],
          {"REMOTE_STORM_SECONDS": "60"}),
-    Step("rack", "faults of clients and of the process, and properties, at their long settings",
-         [*build("build", "tests_all"),
-          ["ctest", "--test-dir", "build", "--output-on-failure", "--no-tests=error", "-R",
-           "^((client|process)_.*_system_test|python_property)$", "--timeout", "7200"]],
-         {"RACK_LONG": "1", "FAULT_ROUNDS": "10"}),
+    Step("rack", f"faults of clients, of excess, of the process and of motion {FAULTS} times; "
+         f"properties of HBLeds: {SEQUENCES} sequences a robot in C++, the long setting in Python",
+         [*build("build", *RACK, "leds_property_test", "robot", "python"),
+          *(longest(2, f"build/bin/{program}") for program in RACK if program != MOTION),
+          longest(2, f"build/bin/{MOTION}", f"--gtest_repeat={FAULTS}"),
+          longest(2, "build/bin/leds_property_test"),
+          longest(2, PYTHON, "-m", "pytest", "-q", "-p", "no:cacheprovider",
+                  "clients/python/test/property_test.py")],
+         {"FAULT_ROUNDS": FAULTS, "RC_PARAMS": f"max_success={SEQUENCES}", "RACK_LONG": "1",
+          "no_proxy": "127.0.0.1,localhost", "PYTHONDONTWRITEBYTECODE": "1",
+          "PYTHONPATH": os.path.join(ROOT, "build", "python"),
+          "TAVRO_PROGRAM": os.path.join(ROOT, "build", "bin", "tavro")}),
     Step("soak", f"{MINUTES} minutes of steady work of all kinds of clients",
          [*build("build", "robot", "python"),
           [PYTHON, "tests/soak/soak.py", "build/bin/tavro", "build/bin/ledctl", "--minutes", MINUTES,
@@ -86,9 +101,13 @@ def run(command, environment, log):
     with subprocess.Popen(command, cwd=ROOT, env=dict(os.environ, **environment), text=True,
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           errors="replace") as process:
-        for line in process.stdout:
-            print(line, end="", flush=True)
-            log.write(line)
+        try:
+            for line in process.stdout:
+                print(line, end="", flush=True)
+                log.write(line)
+        except BaseException:  # Ctrl-C does not reach what runs under `timeout`
+            process.terminate()
+            raise
     return process.returncode
 
 
@@ -128,13 +147,13 @@ def keep(results):
 
 
 def table(results):
-    """Rows of texts, in the order of the steps."""
+    """Rows of texts, in the order of the steps. What was run is told as it was then."""
     for step in STEPS:
         one = results.get(step.name)
         if one is None:
             yield f"`{step.name}`: {step.what}", "not run", "", ""
         else:
-            yield (f"`{step.name}`: {step.what}", one["verdict"],
+            yield (f"`{step.name}`: {one.get('what', 'settings not kept')}", one["verdict"],
                    str(datetime.timedelta(seconds=round(one["seconds"]))),
                    f"{one['when']}, {one['commit']}")
 
@@ -149,7 +168,8 @@ def choose(only, resume, results):
     here = commit()
     for step in STEPS:
         one = results.get(step.name, {})
-        has_passed = one.get("verdict") == "passed" and one.get("commit") == here
+        has_passed = (one.get("verdict") == "passed" and one.get("what") == step.what and
+                      one.get("commit") == here and not here.endswith("-dirty"))
         if (not names or step.name in names) and not (resume and has_passed):
             yield step
 
@@ -157,7 +177,7 @@ def choose(only, resume, results):
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("--only", default="", metavar="STEP,...")
-    parser.add_argument("--resume", action="store_true", help="leave out what passed at this commit")
+    parser.add_argument("--resume", action="store_true", help="leave out what passed so at this commit")
     parser.add_argument("--list", action="store_true", help="what there is")
     options = parser.parse_args()
     if options.list:
@@ -167,9 +187,10 @@ def main():
     results = read_results()
     failed = []
     for step in list(choose(options.only, options.resume, results)):
+        here = commit()
         verdict, seconds = attempt(step)
-        results[step.name] = {"verdict": verdict, "seconds": seconds, "commit": commit(),
-                              "when": datetime.datetime.now().strftime("%Y-%m-%d %H:%M")}
+        results[step.name] = {"verdict": verdict, "what": step.what, "seconds": seconds,
+                              "commit": here, "when": datetime.datetime.now().strftime("%Y-%m-%d %H:%M")}
         keep(results)
         if verdict != "passed":
             failed.append(step.name)

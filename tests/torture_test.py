@@ -1,5 +1,6 @@
 """The long rack's own promises, with steps that take no time."""
 import contextlib
+import dataclasses
 import io
 import os
 import tempfile
@@ -66,6 +67,19 @@ class Torture(unittest.TestCase):
         self.assertIn("=== two", text)
         with mock.patch.object(torture, "commit", lambda: "def"):
             self.assertIn("=== one", self.run_with("--resume")[1])
+
+    def test_what_passed_with_other_settings_is_run_again_and_told_as_it_was(self):
+        self.run_with("--only", "one")
+        long = (dataclasses.replace(STEPS[0], what="passes 1000 times"), *STEPS[1:])
+        with mock.patch.object(torture, "STEPS", long):
+            _, text = self.run_with("--only", "four")
+            self.assertRegex(text, "passed .*`one`: passes \\(")
+            self.assertIn("=== one: passes 1000 times", self.run_with("--resume")[1])
+
+    def test_nothing_is_left_out_while_files_differ_from_their_commit(self):
+        with mock.patch.object(torture, "commit", lambda: "abc-dirty"):
+            self.run_with("--only", "one")
+            self.assertIn("=== one", self.run_with("--resume", "--only", "one")[1])
 
 
 if __name__ == "__main__":

@@ -1,5 +1,6 @@
-"""Clients that do harm on purpose, one for each thing that the soak looks at: its canaries. All of
-them use what every client may use; nothing of the product is made for them."""
+"""Clients that do harm on purpose, for each thing that the soak looks at: its canaries. All of them
+use what every client may use; nothing of the product is made for them. (No client can make a robot
+end badly: that harm the soak itself does, by killing it. Calls that stay have no canary.)"""
 import time
 
 import tavro
@@ -47,12 +48,15 @@ class Threads(WithRobot):
 
     def __init__(self, place):
         super().__init__(place)
-        self.lent = self.robot.lend("Sleeper", Sleeper())
+        self.lent = None
         self.begun = []
 
     def step(self):
-        self.begun.append(self.robot.service("Sleeper").sleep.start())
-
+        if self.lent is None or not self.lent.is_standing:  # on a busy machine it may be lost
+            self.turn += 1
+            self.name = f"Sleeper{self.turn}"
+            self.lent = self.robot.lend(self.name, Sleeper())
+        self.begun.append(self.robot.service(self.name).sleep.start())
 
 class Log(WithRobot):
     """Lets writes fail, so that the robot logs errors."""
@@ -73,6 +77,13 @@ class Errors(WithRobot):
         self.leds.setIntensity("Nose", 0.5)
 
 
+class Idle(WithRobot):
+    """Gets nothing done, and has an excuse each time: what it calls is away."""
+
+    def step(self):
+        self.robot.service("NobodyLentThis")
+
+
 class Calls(Kind):
     """Does not come back from a step."""
 
@@ -80,4 +91,4 @@ class Calls(Kind):
         time.sleep(HOUR)
 
 
-ALL = (Memory, Descriptors, Threads, Log, Errors, Calls)
+ALL = (Memory, Descriptors, Threads, Log, Errors, Idle, Calls)

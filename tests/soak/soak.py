@@ -6,7 +6,8 @@ Needs the Python package `tavro` (PYTHONPATH). Ends with status 1 unless every r
 holds. In the first third clients hurry, so that tables, caches and the C library's arenas get their
 size; memory is judged by the steady part after it, extrapolated to an hour. A short run cannot tell
 a slope of 1 MiB/h from none, nor from the end of that: --sure fails it only when the slope is above
-what so short a run can resolve, with 95 % certainty. --plant lets clients do harm on purpose: then every row must fail.
+what so short a run can resolve, with 95 % certainty. --plant lets clients do harm on purpose, and the
+robot be killed at the end: then each kind of row must fail but "calls that stayed".
 """
 import argparse
 import collections
@@ -59,6 +60,7 @@ class Ledger:
         self._lock = threading.Lock()
         self.steps = collections.Counter()
         self.away = collections.Counter()
+        self.last_success = {}  # by time.monotonic()
         self.faults = []
         self._since = {}
 
@@ -73,6 +75,7 @@ class Ledger:
             if time.monotonic() - began > self.patience:
                 self.faults.append(f"{name}: a step took {time.monotonic() - began:.0f} s")
             if error is None:
+                self.last_success[name] = time.monotonic()
                 return
             if is_away(error):
                 self.away[name] += 1
@@ -136,7 +139,18 @@ def count_row(name, steady):
                not is_growing)
 
 
-def end(robot, ledger, threads):
+def success_rows(kinds, ledger, is_over_at, part):
+    """`part`: the seconds before the end in which each kind must get something done, whatever was
+    away meanwhile."""
+    for name in (kind.__name__ for kind in kinds):
+        last = ledger.last_success.get(name)
+        before = None if last is None else max(0.0, is_over_at - last)
+        text = "none" if before is None else f"the last {before:.0f} s before the end"
+        yield Row(f"successes of {name}", f"{text}, at most {part:.0f} s",
+                  before is not None and before <= part)
+
+
+def end(robot, ledger, threads, is_planted):
     """Lets all clients go, then the robot. Rows about what did not end."""
     deadline = time.monotonic() + ledger.patience
     for thread in threads:
@@ -149,6 +163,8 @@ def end(robot, ledger, threads):
             time.sleep(0.05)  # another process ends them, and tells nobody here
             running = last.calls().running
     calls = [f"{call.client}: {call.service}.{call.method}" for call in running]
+    if is_planted:
+        robot.kill()
     status, seconds = robot.stop()
     return [Row("steps that did not end", ", ".join(stuck) or "none", not stuck),
             Row("calls that stayed", ", ".join(calls) or "none", not calls),
@@ -173,7 +189,8 @@ def fill(robot):
 
 
 def run(place, minutes, kinds, patience):
-    """The life of all clients. Returns samples, ledger, and the rows about their end."""
+    """The life of all clients. Returns samples, ledger, and the rows about successes and the end."""
+    is_planted = any(kind in planted.ALL for kind in kinds)
     ledger, is_over, is_steady = Ledger(patience), threading.Event(), threading.Event()
     fill(place.robot)
     threads = [threading.Thread(target=work, args=(kind, place, ledger, is_over, is_steady),
@@ -183,8 +200,9 @@ def run(place, minutes, kinds, patience):
     watch(place.robot, minutes * 20, hurried := [])
     is_steady.set()
     watch(place.robot, minutes * 40, steady := [])
+    rows = list(success_rows(kinds, ledger, time.monotonic(), minutes * 20))
     is_over.set()
-    return hurried, steady, ledger, end(place.robot, ledger, threads)
+    return hurried, steady, ledger, rows + end(place.robot, ledger, threads, is_planted)
 
 
 def verdict(steady, ledger, ends, loud, is_sure):
@@ -206,6 +224,16 @@ def write_samples(path, hurried, steady):
                                                               in look.items())]) + "\n")
 
 
+def chosen(parser, names):
+    """The kinds of clients of these names, all for none."""
+    by_name = {kind.__name__.lower(): kind for kind in clients.ALL}
+    wanted = [name for name in names.replace(",", " ").split() if name]
+    unknown = [name for name in wanted if name not in by_name]
+    if unknown:
+        parser.error(f"no such kind of client: {', '.join(unknown)}; there are {', '.join(by_name)}")
+    return [by_name[name] for name in wanted or by_name]
+
+
 def main():
     parser = argparse.ArgumentParser(description=__doc__.split("\n\n")[0])
     parser.add_argument("tavro")
@@ -218,8 +246,7 @@ def main():
     parser.add_argument("--only", default="", metavar="KIND,...", help="these kinds of clients alone")
     parser.add_argument("--samples", metavar="FILE", help="write all samples there, as CSV")
     options = parser.parse_args()
-    kinds = [kind for kind in clients.ALL if kind.__name__.lower() in options.only.split(",")]
-    kinds = (kinds or list(clients.ALL)) + list(planted.ALL if options.plant else ())
+    kinds = chosen(parser, options.only) + list(planted.ALL if options.plant else ())
     model = os.path.join(ROOT, "models", "vanto.xml")
     place = Place(RobotProcess(options.tavro, model), options.ledctl)
     try:
