@@ -148,8 +148,8 @@ class Page {
 
   /** Reads the model and the groups; another robot than before is shown anew. */
   async xMeet() {
-    // A call may take its time; the services are told at once, or the robot is silent.
-    const [xml, { services }] = await Promise.all([this.read("HBRobotModel", "getConfig"),
+    // A call may take its time; what services there are is told at once, or the robot is silent.
+    const [xml] = await Promise.all([this.read("HBRobotModel", "getConfig"),
       this.link.requestSoon("services")]);
     if (xml !== this.xml) {
       this.model = parseModel(xml);
@@ -163,7 +163,7 @@ class Page {
     } else {
       await this.xReadGroups();
     }
-    await this.play.showServices(services);
+    await this.play.showServices((await this.link.requestSoon("services")).services); // those of now
   }
 
   /** Groups as the LED service has them, those that clients made included; the model's own without that service. */
