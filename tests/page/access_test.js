@@ -205,3 +205,82 @@ test("a curve that is taken off leaves nothing behind, and the keyboard at the n
   assert.equal(await page.evaluate(() => [...window.observed].filter((one) => !one.isConnected).length), 0);
   await close(page);
 });
+
+test("a value that was told with the focus does not stay behind it", async () => {
+  const page = await open(browser, robot.url);
+  const withValues = () =>
+    page
+      .locator(".led[role=option]")
+      .evaluateAll((shapes) =>
+        shapes.map((shape) => shape.getAttribute("aria-label")).filter((label) => label.includes(":")),
+      );
+  await page.locator(".led[role=option]").first().focus();
+  await page.keyboard.press("ArrowRight");
+  assert.deepEqual(await withValues(), [await focused(page)]);
+  await page.locator("#pause").focus();
+  assert.deepEqual(await withValues(), []);
+  await close(page);
+});
+
+test("what is being read stays while values beside it change", async () => {
+  const page = await open(browser, robot.url);
+  const select = (selector, text) =>
+    page.evaluate(
+      ({ selector, text }) => {
+        const found = [...document.querySelectorAll(selector)].find((one) => one.textContent === text);
+        getSelection().selectAllChildren(found);
+      },
+      { selector, text },
+    );
+  const selected = () => page.evaluate(() => getSelection().toString());
+  await page.locator("#tab-leds").click();
+  await page.getByRole("button", { name: "EarLedLeft1", exact: true }).click();
+  const row = page.locator("#point tbody tr").first();
+  const name = await row.locator("th").textContent();
+  for (const [selector, text] of [
+    ["#point tbody th", name],
+    ["#point dt", "Colour"],
+  ]) {
+    await select(selector, text);
+    for (const value of ["0.25", "0.75"]) {
+      await robot.does("setIntensity", "EarLedLeft1", value);
+      const shown = (Number(value) / 2).toFixed(3); // dimmed, as this head's ears are
+      await row.getByText(shown).first().waitFor();
+    }
+    assert.equal(await selected(), text);
+  }
+  await page.locator("#tab-state").click();
+  for (const [selector, text] of [
+    ["#state dd", "yes"],
+    ["#state tbody td", "ledctl"],
+  ]) {
+    await page.locator("#state tbody tr").first().waitFor();
+    const cell = page.locator(selector).filter({ hasText: text }).first();
+    const whole = await cell.textContent();
+    await select(selector, whole);
+    const upFor = page.locator("#state dt").filter({ hasText: "Up for" }).locator("+ dd");
+    const before = await upFor.textContent();
+    await becomes(async () => (await upFor.textContent()) !== before, "another second");
+    assert.equal(await selected(), whole);
+  }
+  await close(page);
+});
+
+test("a button copies the line, and says aloud when it could or could not", async () => {
+  const page = await open(browser, robot.url, { permissions: ["clipboard-read", "clipboard-write"] });
+  const button = page.getByRole("button", { name: "Copy the ledctl line" });
+  const isSaid = (text) =>
+    becomes(async () => (await page.locator("#announcement").textContent()) === text, `"${text}" to be said`);
+  await button.click();
+  await isSaid("Copied the ledctl line");
+  assert.equal(
+    await page.evaluate(() => navigator.clipboard.readText()),
+    await page.getByLabel("the ledctl line", { exact: true }).textContent(),
+  );
+  await page.evaluate(() => {
+    navigator.clipboard.writeText = () => Promise.reject(new Error("no"));
+  });
+  await button.click();
+  await isSaid("Not allowed: the browser did not copy the ledctl line");
+  await close(page);
+});

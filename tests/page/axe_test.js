@@ -50,8 +50,9 @@ for (const colorScheme of ["dark", "light"]) {
   }
 }
 
-test("axe finds nothing while the robot is gone", async () => {
+test("axe finds nothing while the robot is gone", async (t) => {
   const gone = await Robot.start();
+  t.after(() => gone.stop());
   const page = await open(browser, gone.url);
   await page.evaluate(AXE);
   await gone.stop();

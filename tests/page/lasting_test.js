@@ -125,17 +125,21 @@ test("a page whose frames are never seen is sent two", async () => {
   lazy.close();
 });
 
-test("a robot that is killed is looked for, and its restart is told", async () => {
+test("a robot that is killed is looked for, and its restart is told", async (t) => {
   const first = await Robot.start();
+  t.after(() => first.stop());
   const page = await open(browser, first.url);
   await first.does("fadeRGB", "ChestLeds", "red", "0");
   await isSeen(page, "ChestLeds", colors.red, "red");
   await page.locator("#tab-leds").click();
   await choose(page, "setIntensity name, intensity");
   await type(page, "name", "ChestLeds");
+  await field(page, "name").press("End");
+  await page.keyboard.press("ArrowLeft");
   await first.kill();
   await isMissing(page);
   assert.ok(await page.locator("form.form").getByRole("button", { name: "Play" }).isDisabled());
+  await page.keyboard.type("-");
   const second = await Robot.start({ port: first.port, folder: first.folder });
   try {
     await becomes(
@@ -143,7 +147,8 @@ test("a robot that is killed is looked for, and its restart is told", async () =
       "the page to tell the restart",
     );
     assert.ok(await page.locator("#leds").isVisible());
-    assert.equal(await field(page, "name").inputValue(), "ChestLeds");
+    await page.keyboard.type("-"); // who types goes on, at the same place
+    assert.equal(await field(page, "name").inputValue(), "ChestLed--s");
     await second.does("fadeRGB", "ChestLeds", "blue", "0");
     await isSeen(page, "ChestLeds", colors.blue, "blue");
     await mayPlay(page);
@@ -203,4 +208,47 @@ test("a memory that is loaded anew is watched again", async () => {
   } finally {
     await own.stop();
   }
+});
+
+test("the meter tells pictures, those that were left out, and the delay", async () => {
+  const page = await open(browser, robot.url, {
+    prepare: (page) =>
+      page.addInitScript(() => {
+        const ask = window.requestAnimationFrame.bind(window);
+        const held = [];
+        window.requestAnimationFrame = (run) => (window.isHeld ? held.push(run) : ask(run));
+        window.goOn = () => {
+          window.isHeld = false;
+          held.splice(0).forEach(ask);
+        };
+      }),
+  });
+  const told = async (what) => page.locator(`#meter-${what}`).textContent();
+  await becomes(async () => (await told("rate")) === "0", "the picture to rest");
+  const before = Number(await told("dropped"));
+  await page.evaluate(() => (window.isHeld = true));
+  await robot.does("--wait", "fade", "AllLeds", "0", "0.5");
+  await robot.does("--wait", "fade", "AllLeds", "1", "0.5");
+  await page.evaluate(() => window.goOn());
+  await becomes(async () => Number(await told("dropped")) > before, "pictures to be left out");
+  await robot.does("fade", "AllLeds", "0", "5");
+  await becomes(async () => Number(await told("rate")) > 0, "pictures");
+  assert.match(await told("delay"), /^\d+ ms$/);
+  await robot.does("setIntensity", "AllLeds", "0");
+  await becomes(async () => (await told("rate")) === "0", "the picture to rest again");
+  assert.deepEqual(page.complaints, []);
+  await page.context().close();
+});
+
+test("a robot without motion is told to have none", async (t) => {
+  const own = await Robot.start();
+  t.after(() => own.stop());
+  const page = await open(browser, own.url);
+  await page.locator("#tab-state").click();
+  const motion = page.locator("#state dt").getByText("Motion", { exact: true }).locator("xpath=following-sibling::dd[1]");
+  await becomes(async () => (await motion.textContent()) === "present", "motion to be present");
+  await own.does("--service", "HBHost", "unloadModule", "motion");
+  await becomes(async () => (await motion.textContent()) === "absent: nothing moves", "motion to be absent");
+  assert.deepEqual(page.complaints, []);
+  await page.context().close();
 });

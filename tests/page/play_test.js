@@ -253,3 +253,37 @@ test("a viewer sees everything, may call what only reads, and is told why no mor
     await guarded.stop();
   }
 });
+
+test("a question for a token that is put aside sends nothing, and comes back when asked for", async (t) => {
+  const tokens = join(robot.folder, "operators");
+  writeFileSync(tokens, "operator 3q8hVn2TzL0cYb7RkXs4\n", { mode: 0o600 });
+  const guarded = await Robot.start({ args: ["--tokens", tokens] });
+  t.after(() => guarded.stop());
+  const page = await browser.newPage();
+  await page.addInitScript(() => sessionStorage.setItem("token", "wrong-wrong-wrong-wrong"));
+  const hellos = [];
+  page.on("websocket", (socket) =>
+    socket.on("framesent", ({ payload }) => {
+      const { op, token } = JSON.parse(payload);
+      if (op === "hello") hellos.push(token);
+    }),
+  );
+  await page.goto(guarded.url);
+  const token = page.getByLabel("Token", { exact: true });
+  const again = page.getByRole("button", { name: "Give a token" });
+  await token.fill("3q8hVn2TzL0c");
+  assert.ok(await again.isHidden());
+  await token.press("Escape");
+  await again.waitFor();
+  assert.equal(await page.evaluate(() => sessionStorage.getItem("token")), null);
+  await again.press("Enter");
+  assert.equal(await token.inputValue(), "");
+  await token.press("Enter"); // nothing to send yet
+  assert.ok(await token.isVisible());
+  await token.fill("3q8hVn2TzL0cYb7RkXs4");
+  await token.press("Enter");
+  await becomes(async () => /^Live/.test(await linkState(page)), "the page to be live");
+  assert.ok(await again.isHidden());
+  assert.deepEqual(hellos, ["wrong-wrong-wrong-wrong", "3q8hVn2TzL0cYb7RkXs4"]);
+  await page.close();
+});

@@ -128,8 +128,10 @@ class Wire {
   }
 }
 
+const LONGEST_SILENCE = 5000; // ms
+
 function linked(options = {}) {
-  const told = { states: [], events: [], pauses: [], wires: [] };
+  const told = { states: [], events: [], pauses: [], limits: [], wires: [] };
   const open = () => {
     told.wires.push(new Wire());
     return told.wires.at(-1);
@@ -139,7 +141,10 @@ function linked(options = {}) {
     open,
     onState: (...state) => told.states.push(state),
     onEvent: (event) => told.events.push(event),
-    setTimer: (run, ms) => told.pauses.push(ms) && (told.again = run),
+    setTimer: (run, ms) => {
+      if (ms === LONGEST_SILENCE) told.limits.push(run);
+      else told.pauses.push(ms) && (told.again = run);
+    },
     ...options,
   });
   return told;
@@ -181,14 +186,38 @@ test("a robot that stays silent is taken as gone, though its connection is open"
   const answered = told.link.requestSoon("state");
   wire.say({ id: 2, uptime: 1 });
   assert.equal((await answered).uptime, 1);
-  told.again();
+  told.limits.forEach((isOver) => isOver()); // that of the handshake and of hello too
   assert.equal(told.states.at(-1)[0], "live");
   const asked = told.link.requestSoon("state");
-  told.again();
+  told.limits.at(-1)();
   await assert.rejects(asked, { kind: "lost" });
   assert.deepEqual(told.states.at(-1), ["lost", "The robot does not answer."]);
   told.again();
   assert.equal(told.wires.length, 2);
+});
+
+test("a robot that never answers hello, or never ends the handshake, is left and looked for again", async () => {
+  const told = linked();
+  const [first] = told.wires;
+  first.onopen();
+  told.limits.at(-1)();
+  await settled();
+  assert.deepEqual(told.states, [["lost", "The robot does not answer."]]);
+  assert.equal(first.readyState, 3, "the silent connection is closed");
+  told.again();
+  const [, second] = told.wires;
+  second.readyState = 0;
+  told.limits.at(-1)();
+  assert.deepEqual(told.states.slice(1), [["lost", "The robot does not answer."]]);
+  second.onopen(); // too late
+  assert.deepEqual(second.sent, []);
+  told.again();
+  const [, , third] = told.wires;
+  third.onopen();
+  third.say({ id: 1, robot: "R" });
+  await settled();
+  told.limits.forEach((isOver) => isOver());
+  assert.equal(told.states.at(-1)[0], "live");
 });
 
 test("a robot that is gone is looked for with growing pauses, and requests end", async () => {

@@ -1,6 +1,6 @@
 // What the page withstands: names that look like markup, requests from elsewhere; and how much it weighs.
 import assert from "node:assert/strict";
-import { mkdtempSync, readFileSync, writeFileSync } from "node:fs";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
 import { connect, createServer } from "node:net";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
@@ -11,6 +11,13 @@ import { becomes, Robot, run } from "./robot.js";
 const HEAVIEST = 200_000; // bytes
 
 const { robot, browser } = await stage();
+
+/** A folder that lasts as long as the test. */
+function folderFor(t) {
+  const folder = mkdtempSync(join(tmpdir(), "page-"));
+  t.after(() => rmSync(folder, { recursive: true, force: true }));
+  return folder;
+}
 
 /** Sends bytes to the robot's page and gives the status line and headers that come back. */
 function raw(lines) {
@@ -67,10 +74,10 @@ test("answers forbid whatever is not the page's own", async () => {
   assert.match(answer, /x-content-type-options: nosniff/i);
 });
 
-test("names that look like markup are text and run nothing", async () => {
+test("names that look like markup are text and run nothing", async (t) => {
   const name = '<script>document.title="run"</script><img src=x onerror=alert(1)>';
   const escaped = name.replaceAll("&", "&amp;").replaceAll("<", "&lt;").replaceAll('"', "&quot;");
-  const folder = mkdtempSync(join(tmpdir(), "page-"));
+  const folder = folderFor(t);
   const file = join(folder, "odd.xml");
   writeFileSync(
     file,
@@ -107,10 +114,12 @@ test("names that look like markup are text and run nothing", async () => {
 });
 
 /** The same page at another address of this machine, where every byte that passes is counted. */
-async function countedWay() {
+async function countedWay(t) {
   const way = { url: `http://127.0.0.2:${robot.port}/`, up: 0, down: 0 };
+  const ends = [];
   const server = createServer((browserEnd) => {
     const robotEnd = connect(robot.port, "127.0.0.1");
+    ends.push(browserEnd, robotEnd);
     browserEnd.on("data", ({ length }) => (way.up += length));
     robotEnd.on("data", ({ length }) => (way.down += length));
     browserEnd.pipe(robotEnd).pipe(browserEnd);
@@ -118,12 +127,15 @@ async function countedWay() {
     robotEnd.on("error", () => browserEnd.destroy());
   });
   await new Promise((resolve, reject) => server.once("error", reject).listen(robot.port, "127.0.0.2", resolve));
-  way.close = () => new Promise((resolve) => server.close(resolve));
+  t.after(() => {
+    for (const end of ends) end.destroy();
+    return new Promise((resolve) => server.close(resolve));
+  });
   return way;
 }
 
 test("all that passes until the robot is shown is less than 200 kB", async (t) => {
-  const way = await countedWay();
+  const way = await countedWay(t);
   const responses = [];
   const prepare = (page) => page.on("response", (response) => responses.push(response));
   const page = await open(browser, way.url, { prepare });
@@ -135,7 +147,6 @@ test("all that passes until the robot is shown is less than 200 kB", async (t) =
   }
   assert.ok(up + down < HEAVIEST, `${up + down} bytes`);
   await close(page);
-  await way.close();
 });
 
 test("the library is the one that the lock file names", () => {
@@ -150,8 +161,8 @@ test("pages use nothing that the policy would have to allow", () => {
   assert.doesNotMatch(html, /\sstyle=|\son\w+=|<script(?![^>]*\ssrc=)|<style|https?:/);
 });
 
-test("a robot without positions, and one of five hundred LEDs, are shown and lit", async () => {
-  const folder = mkdtempSync(join(tmpdir(), "page-"));
+test("a robot without positions, and one of five hundred LEDs, are shown and lit", async (t) => {
+  const folder = folderFor(t);
   const led = (i, place) => `<led short="L${i}" ${place}><device name="L/${i}" color="green"/></led>`;
   for (const [name, count, place] of [
     ["flat", 40, () => ""],
@@ -176,8 +187,8 @@ test("a robot without positions, and one of five hundred LEDs, are shown and lit
   }
 });
 
-test("of very many LEDs only those at hand have elements, and all can be reached", async () => {
-  const folder = mkdtempSync(join(tmpdir(), "page-"));
+test("of very many LEDs only those at hand have elements, and all can be reached", async (t) => {
+  const folder = folderFor(t);
   const file = join(folder, "crowd.xml");
   const leds = Array.from(
     { length: 2500 },
@@ -191,7 +202,10 @@ test("of very many LEDs only those at hand have elements, and all can be reached
     assert.ok((await page.locator("*").count()) < 2500, "elements");
     const first = await middleOf(page, "L0");
     await page.locator(".led[role=option]").press("ArrowRight");
-    assert.match(await page.evaluate(() => document.activeElement.getAttribute("aria-label")), /^L1: green 0/);
+    await becomes(async () => {
+      for (const key of ["Home", "ArrowRight"]) await page.keyboard.press(key);
+      return /^L1: green 0/.test(await page.evaluate(() => document.activeElement.getAttribute("aria-label")));
+    }, "L1 to be told dark, once the first frame has come");
     const second = await middleOf(page, "L1");
     const up = first.y - (second.x - first.x); // where the next row is
     for (const by of [0, 0.5]) await page.mouse.move(first.x + by, up);
@@ -210,8 +224,8 @@ test("of very many LEDs only those at hand have elements, and all can be reached
   }
 });
 
-test("over TLS the page and its socket are encrypted", async () => {
-  const folder = mkdtempSync(join(tmpdir(), "page-"));
+test("over TLS the page and its socket are encrypted", async (t) => {
+  const folder = folderFor(t);
   const [key, certificate] = ["key", "crt"].map((end) => join(folder, `robot.${end}`));
   const curve = ["-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:prime256v1", "-nodes", "-days", "2"];
   const names = ["-subj", "/CN=robot", "-addext", "subjectAltName=IP:127.0.0.1"];

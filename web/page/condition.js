@@ -1,5 +1,5 @@
 // The panel State: what the robot is, what it does by itself, ratios, modules, and the last calls.
-import { el, fill, tableOf } from "./dom.js";
+import { el, reconcile, setText, tableOf } from "./dom.js";
 import { habits, ratios } from "./settings.js";
 import { clockText, durationText } from "./value.js";
 
@@ -39,14 +39,18 @@ export class Condition {
     list(this.habits, habits(state.latest).map(({ name, text }) => [name, text]));
     const all = ratios(app.model, state.latest).map(({ name, ratio, why }) => [name, `${ratio} (${why})`]);
     list(this.ratios, all.length > 0 ? all : [["All LEDs", "1"]]);
-    this.modules.textContent = state.modules.join(", ") || "none";
+    setText(this.modules, state.modules.join(", ") || "none");
     const latest = [...state.latest].sort((a, b) => b.when - a.when).slice(0, LAST_CALLS);
-    fill(this.calls, ...latest.map((call) => el("tr", {},
+    reconcile(this.calls, latest, (call) => JSON.stringify(call), (call) => el("tr", {},
       el("th", { scope: "row" }, `${call.service}.${call.method} ${call.args}`,
         call.error ? el("span", { class: "error", text: `\n${call.error}` }) : null),
-      el("td", { text: call.client }), el("td", { class: "time", text: clockText(call.when) }))));
+      el("td", { text: call.client }), el("td", { class: "time", text: clockText(call.when) })));
   }
 }
 
-const list = (element, facts) => fill(element, ...facts.flatMap(([name, text]) => [el("dt", { text: name }),
-  el("dd", { text })]));
+/** Shows facts by their names; those that are there already stay, with the text of now. */
+function list(element, facts) {
+  const parts = facts.flatMap(([name, text]) => [{ tag: "dt", name, text: name }, { tag: "dd", name, text }]);
+  reconcile(element, parts, ({ tag, name }) => `${tag} ${name}`, ({ tag }) => el(tag))
+    .forEach((child, i) => setText(child, parts[i].text));
+}

@@ -76,6 +76,7 @@ export function copyButton(what, text) {
       announce(`Copied ${what}`);
       button.textContent = "Copied";
     } catch {
+      announce(`Not allowed: the browser did not copy ${what}`);
       button.textContent = "Not allowed";
     }
     setTimeout(() => (button.textContent = "Copy"), 1500);

@@ -59,7 +59,6 @@ export class Form {
     setText(this.python, isWhole ? pythonProgram(this.service, this.method.name, args, this.isFuture) : "…");
     const reason = this.robot.whyNot(this.method);
     setText(this.whyNot, reason);
-    for (const { inputs } of this.fields) for (const input of inputs) input.disabled = reason !== "";
     this.play.disabled = reason !== "" || !isWhole;
     return isWhole ? args : undefined;
   }

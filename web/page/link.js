@@ -9,9 +9,11 @@ export class RobotError extends Error {
   }
 }
 
+const OPENING = 0; // the state of a socket whose handshake goes on
 const FIRST_PAUSE = 250; // ms
 const LONGEST_PAUSE = 2000;
 const LONGEST_SILENCE = 5000; // ms
+const SILENT = "The robot does not answer.";
 
 /**
  * States: `connecting` (the first time), `token` (the robot asks who we are), `live`, `lost` (and looking again).
@@ -55,7 +57,7 @@ export class Link {
     const { socket } = this;
     let isAnswered = false;
     this.setTimer(() => {
-      if (!isAnswered && this.socket === socket && this.state === "live") this.xDrop("The robot does not answer.");
+      if (!isAnswered && this.socket === socket) this.xDrop(SILENT);
     }, LONGEST_SILENCE);
     try {
       return await this.request(op, fields);
@@ -85,15 +87,16 @@ export class Link {
     this.reason = "";
     const socket = this.options.open();
     this.socket = socket;
-    socket.onopen = () => this.xHello();
+    socket.onopen = () => this.socket === socket && this.xHello();
     socket.onmessage = ({ data }) => this.socket === socket && this.xReceive(JSON.parse(data));
     socket.onclose = () => this.socket === socket && this.xLost();
+    this.setTimer(() => this.socket === socket && socket.readyState === OPENING && this.xDrop(SILENT), LONGEST_SILENCE);
   }
 
   async xHello() {
     try {
       const token = this.token ? { token: this.token } : {};
-      const robot = await this.request("hello", { name: this.options.name, ...token });
+      const robot = await this.requestSoon("hello", { name: this.options.name, ...token });
       this.pause = FIRST_PAUSE;
       this.xBecome("live", robot);
     } catch (error) {

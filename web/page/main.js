@@ -33,7 +33,9 @@ class Page {
     this.show = new Show(this);
     this.tabs = new Tabs(byId("tabs"), (id) => this.xShown(id));
     document.addEventListener("visibilitychange", () => this.xVisible());
-    byId("token-dialog").addEventListener("close", () => this.xToken());
+    byId("token-dialog").querySelector("form").addEventListener("submit", () => this.xToken());
+    byId("token-dialog").addEventListener("close", () => this.xNoToken());
+    byId("give-token").addEventListener("click", () => this.xOpenQuestion());
     const scheme = location.protocol === "https:" ? "wss" : "ws";
     this.link = new Link({
       name: this.clientName,
@@ -99,6 +101,7 @@ class Page {
     const wasKnown = this.robot !== undefined;
     byId("link-state").dataset.state = state;
     byId("stage").toggleAttribute("data-stale", state !== "live");
+    byId("give-token").hidden = state !== "token" || !this.isPutAside;
     if (state === "live") this.xWelcome(detail);
     if (state === "token") this.xAskToken(detail);
     if (state === "lost") {
@@ -145,7 +148,9 @@ class Page {
 
   /** Reads the model and the groups; another robot than before is shown anew. */
   async xMeet() {
-    const xml = await this.read("HBRobotModel", "getConfig");
+    // A call may take its time; what services there are is told at once, or the robot is silent.
+    const [xml] = await Promise.all([this.read("HBRobotModel", "getConfig"),
+      this.link.requestSoon("services")]);
     if (xml !== this.xml) {
       this.model = parseModel(xml);
       const areas = this.stage.show(this.model);
@@ -158,7 +163,7 @@ class Page {
     } else {
       await this.xReadGroups();
     }
-    await this.play.showServices((await this.request("services")).services);
+    await this.play.showServices((await this.link.requestSoon("services")).services); // those of now
   }
 
   /** Groups as the LED service has them, those that clients made included; the model's own without that service. */
@@ -258,13 +263,28 @@ class Page {
     sessionStorage.removeItem(TOKEN);
     setText(byId("link-state"), "The robot asks who you are");
     setText(byId("token-reason"), reason);
+    if (!this.isPutAside) this.xOpenQuestion();
+  }
+
+  xOpenQuestion() {
+    this.isPutAside = this.isGiven = false;
+    byId("give-token").hidden = true;
     if (!byId("token-dialog").open) byId("token-dialog").showModal();
+  }
+
+  /** A question that is closed without a token is put aside: it does not come back by itself. */
+  xNoToken() {
+    if (this.isGiven || byId("token-dialog").open) return;
+    this.isPutAside = true;
+    byId("token").value = "";
+    byId("give-token").hidden = this.link.state !== "token";
+    announce("Without a token the robot lets nobody in");
   }
 
   xToken() {
     const token = byId("token").value;
     byId("token").value = "";
-    if (!token) return announce("Without a token the robot lets nobody in");
+    this.isGiven = true;
     sessionStorage.setItem(TOKEN, token);
     this.link.useToken(token);
   }

@@ -1,10 +1,11 @@
 // The panel Point: all about the LED under the pointer or the focus, and the groups.
 import { askedHex, toScreen } from "./color.js";
-import { el, fill, reconcile, setText, tableOf } from "./dom.js";
+import { el, reconcile, setText, tableOf } from "./dom.js";
 import { plainName } from "./model.js";
 import { ratioOf } from "./settings.js";
 import { clockText, durationText, percent, toNumber } from "./value.js";
 
+const FACTS = ["Short name", "Colour", "Groups", "Ratio", "Set by"];
 const EVERY = 250; // ms between two questions about the LED
 
 export class Point {
@@ -13,7 +14,10 @@ export class Point {
     this.app = app;
     this.title = el("h2", { text: "Point at an LED" });
     this.hint = el("p", { class: "hint", text: "Hover over one, tap it, or tab to the robot and use the arrow keys." });
-    this.facts = el("dl", { class: "facts" });
+    this.swatch = el("span", { class: "swatch" });
+    this.values = FACTS.map(() => el("span"));
+    this.facts = el("dl", { class: "facts" }, ...FACTS.flatMap((name, i) => [el("dt", { text: name }),
+      el("dd", {}, name === "Colour" ? this.swatch : null, this.values[i])]));
     this.channels = el("tbody");
     this.table = tableOf("Channels", ["Channel", "now", "target", "left"], this.channels);
     this.curve = el("button", { type: "button", text: "Show in the timeline",
@@ -101,33 +105,24 @@ export class Point {
     const channels = app.live.channels(led);
     const allGroups = new Set([...groups, ...devices.flatMap((device) => [...device.groups]), ...app.groupsOf(led)]);
     const { ratio, why } = ratioOf(led, app.model, app.groups, app.latest);
-    this.xFacts([
-      ["Short name", short || [...new Set(devices.map((device) => device.short))].filter(Boolean).join(", ") || "none"],
-      ["Colour", askedHex(channels) || percent(channels[0].value || 0)],
-      ["Groups", [...allGroups].sort().join(", ") || "none"],
-      ["Ratio", `${ratio} (${why})`],
-      ["Set by", this.xOrigin()],
-    ], led);
-    fill(this.channels, ...channels.map(({ device, value }, i) => {
+    const shorts = [...new Set(devices.map((device) => device.short))].filter(Boolean).join(", ");
+    const facts = [short || shorts || "none", askedHex(channels) || percent(channels[0].value || 0),
+      [...allGroups].sort().join(", ") || "none", `${ratio} (${why})`, this.xOrigin()];
+    facts.forEach((text, i) => setText(this.values[i], text));
+    const light = app.live.light.subarray(3 * led, 3 * led + 3);
+    this.swatch.style.background = `rgb(${[...light].map(toScreen).join(" ")})`;
+    this.xChannels(channels);
+  }
+
+  xChannels(channels) {
+    const rows = reconcile(this.channels, channels, ({ device }) => device.name, ({ device }) => el("tr", {},
+      el("th", { scope: "row", text: plainName(device.name) }), el("td"), el("td"), el("td")));
+    channels.forEach(({ value }, i) => {
       const [, , target, left] = (this.states?.[i] ?? []).map(toNumber);
       const cells = [Number.isNaN(value) ? "–" : value.toFixed(3), target === undefined ? "–" : target.toFixed(3),
         left > 0 ? durationText(left * 1000) : "–"];
-      return el("tr", {}, el("th", { scope: "row", text: plainName(device.name) }),
-        ...cells.map((text) => el("td", { text })));
-    }));
-  }
-
-  xFacts(facts, led) {
-    const light = this.app.live.light.subarray(3 * led, 3 * led + 3);
-    fill(this.facts, ...facts.flatMap(([name, text]) => {
-      const value = el("dd", {}, text);
-      if (name === "Colour") {
-        const swatch = el("span", { class: "swatch" });
-        swatch.style.background = `rgb(${[...light].map(toScreen).join(" ")})`;
-        value.prepend(swatch);
-      }
-      return [el("dt", { text: name }), value];
-    }));
+      cells.forEach((text, column) => setText(rows[i].cells[column + 1], text));
+    });
   }
 
   /** The call that wrote the LED last. */

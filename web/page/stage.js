@@ -25,7 +25,7 @@ export class Stage {
     root.querySelector("canvas").after(this.overlay);
     this.overlay.addEventListener("keydown", (event) => this.xKey(event));
     this.overlay.addEventListener("focusin", ({ target }) => this.xFocus(target));
-    this.overlay.addEventListener("focusout", () => this.xTip());
+    this.overlay.addEventListener("focusout", ({ target }) => this.xBlur(target));
     this.overlay.addEventListener("pointerover", ({ target }) => this.xHover(target));
     this.overlay.addEventListener("pointerleave", () => this.xHover(undefined));
     for (const event of ["pointermove", "pointerdown"]) this.overlay.addEventListener(event, (at) => this.xMeet(at));
@@ -151,6 +151,13 @@ export class Stage {
     shape.setAttribute("aria-label", `${this.model.leds[spot.led].label}: ${valuesText(this.live.channels(spot.led))}`);
     if (shape.matches(":focus-visible")) this.xTip(spot.led, shape);
     this.handlers.onHover(spot.led);
+  }
+
+  /** A value that was told with the focus does not stay behind it. */
+  xBlur(shape) {
+    this.xTip();
+    const spot = this.spots.find((one) => one.shape === shape);
+    if (spot) shape.setAttribute("aria-label", this.model.leds[spot.led].label);
   }
 
   xHover(target) {
