@@ -13,7 +13,7 @@ namespace fuzz {
 /// For one thread.
 class PageOutlet final : public web::Outlet {
  public:
-  explicit PageOutlet(web::House& house) : fShare(house.replies) {}
+  explicit PageOutlet(web::House& house) : fShare(house.waiting) {}
 
   void send(std::string message) override;
   void goodbye(const std::string& why) override;

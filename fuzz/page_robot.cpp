@@ -43,8 +43,8 @@ PageRobot::PageRobot(bool hasTokens)
 }
 
 PageRobot::~PageRobot() {
-  fHouse.mailbox
-      ->close();  // as the server does: futures that nobody ended end when the service goes
+  // As the server does: futures that nobody ended end when the service goes.
+  fHouse.mailbox->close();
   fMemoryModule->ending().raise();
   const auto broker = fMemoryModule->getParentBroker();
   broker->removeModule(fMemoryModule->getName());

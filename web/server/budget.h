@@ -1,6 +1,7 @@
 // How much of the robot's memory pages may take for what they do not read, one and all together.
 #pragma once
 
+#include <cassert>
 #include <cstddef>
 #include <string>
 #include <utility>
@@ -15,7 +16,8 @@ namespace web {
 /// On the page's thread alone.
 class Budget {
  public:
-  /// `what` is how refusals call it: "bytes of replies". All in bytes.
+  /// `what` is how refusals call it: "bytes that wait to be read". `always` is what each page may
+  /// take even when all together have taken more than `ofAll`. All in bytes.
   Budget(std::string what, std::size_t ofOne, std::size_t ofAll, std::size_t always)
       : fWhat(std::move(what)), fOfOne(ofOne), fOfAll(ofAll), fAlways(always) {}
   Budget(const Budget&) = delete;
@@ -34,7 +36,9 @@ class Budget {
       fBytes += bytes;
       fBudget.fTaken += bytes;
     }
+    /// They must have been added.
     void remove(std::size_t bytes) {
+      assert(bytes <= fBytes);
       fBytes -= bytes;
       fBudget.fTaken -= bytes;
     }

@@ -122,7 +122,7 @@ void Calls::tell(const std::shared_ptr<Running>& call, const door::Outcome& outc
       std::chrono::steady_clock::now() - call->since;
   // Requests are not read while much waits; but replies of what was asked before come, thousands
   // where futures end.
-  if (const auto full = fHouse.replies.refusal(fOutlet.waiting()); !full.empty()) {
+  if (const auto full = fHouse.waiting.refusal(fOutlet.waiting()); !full.empty()) {
     return fOutlet.goodbye(full);
   }
   fOutlet.send(replyOf(call->id, outcome, call->isTimed ? took.count() : -1));

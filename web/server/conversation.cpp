@@ -124,7 +124,7 @@ void Conversation::hello(std::uint64_t id, const Json& request) {
   fFrames = std::make_shared<Frames>(fHouse, fOutlet);
   auto limits = fHouse.access.listLimits();
   fHouse.keys.listLimits(limits);
-  fHouse.replies.listLimits(limits);
+  fHouse.waiting.listLimits(limits);
   limits.push_back({"connections to the page", fHouse.connections});
   reply(id, {{"robot", fHouse.robot},
              {"ready", fHouse.isReady},

@@ -9,6 +9,8 @@ namespace {
 
 /// A frame is sent when it has grown to this size.
 constexpr std::size_t kFrameBytes = 64 * 1024;
+/// What is kept for each key on top of its name.
+constexpr std::size_t kBytesOfKey = 64;
 
 void addTo(std::string& list, std::string_view element) {
   if (!list.empty()) list += ',';
@@ -91,14 +93,16 @@ void Frames::goOn() {
 }
 
 void Frames::sendFrame() {
-  if (const auto full = fHouse.keys.refusal(fKeyBytes.bytes()); !full.empty()) return endWith(full);
   std::string keys;
   std::string index;
   std::string value;
   while (fNextItem < fItems.size() && keys.size() + index.size() + value.size() < kFrameBytes) {
     const auto& [key, held] = fItems[fNextItem++];
-    const auto [place, isNew] = fIndices.try_emplace(key, fIndices.size());
-    if (isNew) {
+    auto place = fIndices.find(key);
+    if (place == fIndices.end()) {
+      const auto full = fHouse.keys.refusal(fKeyBytes.bytes());
+      if (!full.empty()) return endWith(full);
+      place = fIndices.emplace(key, fIndices.size()).first;
       addTo(keys, textOf(key));
       fKeyBytes.add(key.size() + kBytesOfKey);
     }

@@ -6,7 +6,7 @@
 
 namespace web {
 
-/// The content as a gzip file. Errors: `std::bad_alloc`.
+/// The content, below 4 GiB, as a gzip file. Errors: `std::bad_alloc`.
 std::string gzip(std::string_view content);
 
 /// Whether the header Accept-Encoding names gzip (or "*", where it does not name gzip) with a

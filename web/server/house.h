@@ -22,9 +22,6 @@ namespace web {
 /// How Access knows what came in here.
 inline constexpr const char* kTransport = "web";
 
-/// What a page's watch keeps for each key on top of its name.
-inline constexpr std::size_t kBytesOfKey = 64;
-
 /// How long clients have for what they must do.
 struct Patience {
   std::chrono::milliseconds request{10'000};  ///< to send an HTTP request, or shake hands for TLS
@@ -51,9 +48,10 @@ struct House {
   bool isReady = false;
   std::string robot;
   std::function<std::vector<std::string>()> modules;
-  /// What waits to be sent when one more reply of a call comes.
-  Budget replies{"bytes of replies that wait to be read", 8U << 20U, 64U << 20U, kMostWaiting};
-  /// The keys that watches have named, each with `kBytesOfKey` for its place.
+  /// Asked when one more reply of a call comes. Each page always has room for `kMostWaiting` and
+  /// the frame or lines of the log that came last.
+  Budget waiting{"bytes that wait to be read", 8U << 20U, 64U << 20U, 2U << 20U};
+  /// The keys that watches have named, each with some bytes for its place.
   Budget keys{"bytes of keys of a watch", 16U << 20U, 64U << 20U, 1U << 20U};
 
   Tally calls;          ///< on threads of the pool or queued for one

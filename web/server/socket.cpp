@@ -35,7 +35,7 @@ Socket::Socket(House& house, Visitors& visitors, Stream stream)
                                                    peerOf(fWs.next_layer().tcp()))),
       fTimer(fWs.get_executor()),
       fLifeTimer(fWs.get_executor()),
-      fBytes(house.replies) {}
+      fBytes(house.waiting) {}
 
 Socket::~Socket() { finish(); }
 

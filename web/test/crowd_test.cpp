@@ -110,7 +110,7 @@ TEST(Crowd, FuturesThatEndInMoreThanAPageTakesSendItAway) {
   EXPECT_TRUE(comesTrue([&] { return page.access.futures() == 0; })) << "they are let go of";
   EXPECT_LT(residentBytes(), before + 64 * kBytes) << "all replies are 100 MiB";
   EXPECT_STREQ(client.awaitEnd().what(),
-               "More bytes of replies that wait to be read than one page's limit of 8388608");
+               "More bytes that wait to be read than one page's limit of 8388608");
   EXPECT_EQ(page.connect("other").call("Test", "add", {1, 2})["value"], 3);
 }
 
