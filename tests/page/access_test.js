@@ -160,10 +160,11 @@ test("the keyboard reads values off the timeline, and a time unseen as a gap", a
   const told = async () => /ChestLeds red ([^,]+)/.exec((await cursor.getAttribute("aria-valuetext")) ?? "")?.[1];
   await becomes(async () => {
     await cursor.press("End");
+    await cursor.press("ArrowLeft");
     return (await told()) === "1.000";
-  }, "the value now");
+  }, "the value now, long enough to be met on the way back");
   await page.getByRole("button", { name: "Pause curves" }).press("Enter");
-  await cursor.focus();
+  await cursor.press("End");
   const before = [];
   for (let i = 0; i < 100 && before.at(-1) !== "0.250"; ++i) {
     await page.keyboard.press("ArrowLeft");
