@@ -33,6 +33,7 @@ ROOT = os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__)
 MEMORY = ("Rss", "Pss_Anon")
 LIMIT = 1.0  # MiB an hour
 SETTLING = 0.5  # MiB that arenas and tables may still take in a run too short for LIMIT
+CHANCE = 3  # descriptors or threads that may be under way by chance
 LOOK = 1.0  # seconds between two samples
 HURRY = 10.0  # by which pauses are shorter in the first third
 ROUNDS, AT_ONCE = 10, 100  # connections before the first third
@@ -134,7 +135,7 @@ def count_row(name, steady):
     """Counts go up and down with what is under way; what stays shows in the fewest of each part."""
     size = len(steady) // 3
     fewest = [min(look[name] for _, look in steady[i * size:(i + 1) * size]) for i in range(3)]
-    is_growing = fewest[0] < fewest[1] < fewest[2]
+    is_growing = fewest[0] < fewest[1] < fewest[2] and fewest[2] - fewest[0] > CHANCE
     return Row(name, "at least " + ", ".join(map(str, fewest)) + " in the thirds of the steady part",
                not is_growing)
 
