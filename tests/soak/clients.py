@@ -90,7 +90,7 @@ class Canceller(WithRobot):
         turning = self.leds.rotateEyes.start(0x00FF00, 0.05, HOUR)
         fading = self.leds.fade("ChestLeds", 1.0, HOUR)
         self.leds.fade("ChestLeds", 0.5, SOON)  # dropped
-        time.sleep(0.05)  # some way into them
+        time.sleep(0.05)  # to cancel them half way: when they began is the robot's own affair
         turning.cancel()
         fading.cancel()
         for one in (turning, fading):
@@ -194,7 +194,7 @@ class Shell(Kind):
         ledctl = subprocess.Popen(self.command("rotateEyes", "0x00ff00", "0.1", "3600"),
                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         try:
-            time.sleep(0.3)  # some way into it
+            time.sleep(0.3)  # to kill it half way: it says nothing before its end
             ledctl.send_signal(signal.SIGKILL)
         finally:
             ledctl.wait(30)

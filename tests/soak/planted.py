@@ -88,7 +88,7 @@ class Calls(Kind):
     """Does not come back from a step."""
 
     def step(self):
-        time.sleep(HOUR)
+        time.sleep(HOUR)  # the harm itself: longer than any soak waits for a step
 
 
 ALL = (Memory, Descriptors, Threads, Log, Errors, Idle, Calls)

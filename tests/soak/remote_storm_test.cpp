@@ -44,7 +44,9 @@ class RemoteStorm : public testing::Test {
     xo::ObjectBuilder builder;
     builder.add(xo::makeMethod<void()>({"count", "", {}, {}, {}}, [this] {
       if (!fIsPlanted) return;
-      std::this_thread::sleep_for(5ms);  // for so long that another thread takes over receiving
+      // The planted race needs two threads in here: a call that keeps its thread for some
+      // milliseconds makes the server let another one receive.
+      std::this_thread::sleep_for(5ms);
       ++fCounted;
     }));
     fPlanted = fSession->registerService("Planted", std::move(builder));

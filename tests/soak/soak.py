@@ -116,7 +116,7 @@ def watch(robot, seconds, samples):
     began = time.monotonic()
     while (passed := time.monotonic() - began) < seconds and robot.is_running:
         samples.append((passed, robot.look()))
-        time.sleep(LOOK)
+        time.sleep(LOOK)  # what lies between two samples of /proc, which tells of no change
 
 
 def memory_row(name, steady, is_sure):
